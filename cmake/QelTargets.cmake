@@ -1,0 +1,34 @@
+# Helpers shared by the subsystem folders.
+
+# qel_add_tests(NAME SOURCES... LIBS...): one GoogleTest executable registered with CTest.
+function(qel_add_tests name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  if(NOT QEL_BUILD_TESTS OR NOT ARG_SOURCES)
+    return()
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main
+                                        Threads::Threads)
+  target_compile_definitions(
+    ${name} PRIVATE QEL_FIXTURE_DIR="${QEL_FIXTURE_DIR}" QEL_MODULE_DIR="${QEL_MODULE_DIR}"
+                    QEL_PROGRAM="${QEL_OUTPUT_DIR}/Qel3PluginTestHost")
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+endfunction()
+
+# qel_add_module(NAME OUTPUT_DIR DIR [PACKAGE] SOURCES...): a plug-in module built from the
+# interface headers alone. PACKAGE puts it in NAME.qel3/Contents/x86_64-linux/.
+function(qel_add_module name)
+  cmake_parse_arguments(ARG "PACKAGE" "DIR" "SOURCES" ${ARGN})
+  add_library(${name} MODULE ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE qel3_interfaces)
+  set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".so" CXX_VISIBILITY_PRESET hidden
+                                           VISIBILITY_INLINES_HIDDEN ON)
+  if(ARG_PACKAGE)
+    set(out ${ARG_DIR}/${name}.qel3/Contents/x86_64-linux)
+  else()
+    set(out ${ARG_DIR})
+  endif()
+  set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${out})
+  target_link_options(${name} PRIVATE -Wl,--no-undefined)
+endfunction()
