@@ -1,0 +1,104 @@
+#include "app/commandline.h"
+
+#include "app/listjob.h"
+#include "base/platform/paths.h"
+
+#include <ostream>
+
+namespace Quillmark
+{
+
+CommandLine CommandLine::parse(int argc, const char* const argv[])
+{
+    CommandLine result;
+    auto setJob = [&](Job job, const std::string& argument)
+    {
+        if (result.job != Job::kNone && result.job != job && result.error.empty())
+            result.error = "only one job at a time: " + argument;
+        result.job = job;
+    };
+    for (int i = 1; i < argc; ++i)
+    {
+        std::string argument = argv[i];
+        if (argument == "--list")
+            setJob(Job::kList, argument);
+        else if (argument == "--help" || argument == "-h")
+            setJob(Job::kHelp, argument);
+        else if (argument == "--version")
+            setJob(Job::kVersion, argument);
+        else if (argument == "--verbose" || argument == "-v")
+            result.verbose = true;
+        else if (argument == "--config-dir")
+        {
+            if (i + 1 >= argc)
+            {
+                result.error = "--config-dir needs a folder";
+                break;
+            }
+            result.configFolder = argv[++i];
+        }
+        else if (argument.rfind("--config-dir=", 0) == 0)
+            result.configFolder = argument.substr(13);
+        else if (!argument.empty() && argument[0] == '-')
+        {
+            result.error = "unknown option: " + argument;
+            break;
+        }
+        else
+            result.folders.push_back(argument);
+    }
+    if (result.error.empty() && !result.folders.empty() && result.job != Job::kList)
+        result.error = "a folder is given without a job: " + result.folders.front();
+    return result;
+}
+
+void printUsage(std::ostream& out)
+{
+    out << "Usage: Qel3PluginTestHost --list [FOLDER...] [--verbose] [--config-dir DIR]\n"
+           "\n"
+           "  --list             list every class of the modules in the default plug-in\n"
+           "                     folders, or in the folders given, one line per class:\n"
+           "                     category, name, class identifier, vendor, version,\n"
+           "                     sub-categories, location (separated by tabs)\n"
+           "  --verbose, -v      tell on stderr, for each module, whether it came from the\n"
+           "                     cache or was loaded, and why a module was skipped\n"
+           "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"
+           "                     $XDG_CONFIG_HOME/Qel3PluginTestHost\n"
+           "  --help             show this text\n"
+           "  --version          show the version\n"
+           "\n"
+           "Default folders, in order: each entry of QEL3_PATH, ~/.qel3, /usr/local/lib/qel3,\n"
+           "/usr/lib/qel3, the folder QEL3 beside the program, then its folder Components.\n"
+           "\n"
+           "Exit status: 0 on success, 1 when no class was found, 2 for a usage error.\n";
+}
+
+int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
+{
+    if (!commandLine.error.empty())
+    {
+        err << "Qel3PluginTestHost: " << commandLine.error << "\n";
+        err << "Try 'Qel3PluginTestHost --help'.\n";
+        return kExitUsage;
+    }
+    if (!commandLine.configFolder.empty())
+        platform::setUserDataFolder(commandLine.configFolder);
+
+    switch (commandLine.job)
+    {
+    case CommandLine::Job::kHelp:
+        printUsage(out);
+        return kExitOk;
+    case CommandLine::Job::kVersion:
+        out << "Qel3PluginTestHost " << QEL_VERSION << "\n";
+        return kExitOk;
+    case CommandLine::Job::kList:
+        return runListJob(commandLine, out, err);
+    case CommandLine::Job::kNone:
+        break;
+    }
+    printUsage(err);
+    return kExitUsage;
+}
+
+} // namespace Quillmark

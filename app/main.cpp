@@ -1,4 +1,10 @@
-int main()
+#include "app/commandline.h"
+
+#include <iostream>
+
+int main(int argc, char* argv[])
 {
-    return 0;
+    std::ios::sync_with_stdio(true);
+    Quillmark::CommandLine commandLine = Quillmark::CommandLine::parse(argc, argv);
+    return Quillmark::runCommandLine(commandLine, std::cout, std::cerr);
 }

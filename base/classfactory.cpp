@@ -4,9 +4,11 @@
 
 #include <cstring>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
-namespace {
+namespace
+{
 
 uint32 hashName(const char8* name)
 {
@@ -28,8 +30,8 @@ uint32 hashCid(const FUID& cid)
 
 } // namespace
 
-MetaClass::MetaClass(FClassID name, const FUID& cid, ClassCreateFunc create,
-                     ClassCreateFunc second, int32 flags)
+MetaClass::MetaClass(FClassID name, const FUID& cid, ClassCreateFunc create, ClassCreateFunc second,
+                     int32 flags)
     : name(name), currentName(name), cid(cid), createFunction(create), secondFunction(second),
       flags(flags)
 {

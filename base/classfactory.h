@@ -7,7 +7,8 @@
 
 #include <vector>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 using ClassCreateFunc = FUnknown* (*)();
 
@@ -57,8 +58,8 @@ private:
     QEL_META_CLASS (FMemoryStream, FUID (...)). */
 #define QEL_META_CLASS(ClassName, cidValue)                                                        \
     static ::Quillmark::MetaClass gMetaClass##ClassName(                                           \
-        #ClassName, cidValue, []() -> ::Quillmark::FUnknown* {                                     \
-            return static_cast<::Quillmark::FObject*>(new ClassName);                              \
-        })
+        #ClassName, cidValue,                                                                      \
+        []() -> ::Quillmark::FUnknown*                                                             \
+        { return static_cast<::Quillmark::FObject*>(new ClassName); })
 
 } // namespace Quillmark

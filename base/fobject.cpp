@@ -4,9 +4,11 @@
 
 #include <cstdint>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
-namespace {
+namespace
+{
 std::atomic<IUpdateHandler*> gUpdateHandler{nullptr};
 }
 
@@ -112,7 +114,7 @@ int32 CmObject::compare(const CmObject* other) const
     if (other == this)
         return 0;
     return reinterpret_cast<std::uintptr_t>(this) < reinterpret_cast<std::uintptr_t>(other) ? -1
-                                                                                             : 1;
+                                                                                            : 1;
 }
 
 uint32 CmObject::hash(uint32 tableSize) const

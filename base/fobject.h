@@ -8,7 +8,8 @@
 #include <atomic>
 #include <cstring>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 using FClassID = const char8*;
 
@@ -84,8 +85,14 @@ public:
 /** Declares the class name of a host class and chains type checks to its base. */
 #define QEL_DECLARE_CLASS(ClassName, BaseClass)                                                    \
 public:                                                                                            \
-    static ::Quillmark::FClassID getFClassID() { return #ClassName; }                              \
-    ::Quillmark::FClassID isTypeName() const override { return #ClassName; }                       \
+    static ::Quillmark::FClassID getFClassID()                                                     \
+    {                                                                                              \
+        return #ClassName;                                                                         \
+    }                                                                                              \
+    ::Quillmark::FClassID isTypeName() const override                                              \
+    {                                                                                              \
+        return #ClassName;                                                                         \
+    }                                                                                              \
     bool isTypeOf(::Quillmark::FClassID className, bool recursive = true) const override           \
     {                                                                                              \
         if (::Quillmark::classIDsEqual(className, #ClassName))                                     \
@@ -111,7 +118,7 @@ template <class T> T* FCast(FObject* object)
 template <class T> const T* FCast(const FObject* object)
 {
     return object && object->isTypeOf(T::getFClassID(), true) ? static_cast<const T*>(object)
-                                                               : nullptr;
+                                                              : nullptr;
 }
 
 /** Host object behind an interface pointer, as class T. */

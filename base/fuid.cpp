@@ -3,9 +3,11 @@
 #include <cstdio>
 #include <random>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
-namespace {
+namespace
+{
 
 uint32 readLE32(const char8* p)
 {

@@ -6,7 +6,8 @@
 
 #include <string>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 class FUID
 {

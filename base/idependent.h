@@ -4,7 +4,8 @@
 
 #include "qel3/funknown.h"
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 class IDependent : public FUnknown
 {

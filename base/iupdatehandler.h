@@ -4,7 +4,8 @@
 
 #include "base/idependent.h"
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 class IUpdateHandler : public FUnknown
 {

@@ -2,9 +2,11 @@
 
 #include <vector>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
-namespace {
+namespace
+{
 
 struct SingletonRegistry
 {

@@ -6,7 +6,8 @@
 
 #include <mutex>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 class SingletonList
 {

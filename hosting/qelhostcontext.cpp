@@ -2,8 +2,10 @@
 
 #include "base/singleton.h"
 
-namespace Quillmark {
-namespace Qel {
+namespace Quillmark
+{
+namespace Qel
+{
 
 QelHostContext::QelHostContext() : displayName("Qel3PluginTestHost") {}
 

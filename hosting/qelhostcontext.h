@@ -7,8 +7,10 @@
 
 #include <string>
 
-namespace Quillmark {
-namespace Qel {
+namespace Quillmark
+{
+namespace Qel
+{
 
 class QelHostContext : public FObject, public IHostApplication
 {

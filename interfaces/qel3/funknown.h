@@ -6,7 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 using int8 = std::int8_t;
 using uint8 = std::uint8_t;
@@ -82,7 +83,10 @@ protected:
 /** Declares the identifier of an interface inside its class, from the four words of the
     source form. */
 #define QEL_INTERFACE_IID(l1, l2, l3, l4)                                                          \
-    static constexpr ::Quillmark::QelUid iid { l1, l2, l3, l4 }
+    static constexpr ::Quillmark::QelUid iid                                                       \
+    {                                                                                              \
+        l1, l2, l3, l4                                                                             \
+    }
 
 /** The identifier of an interface type, as the argument of queryInterface. */
 template <class I> inline const char8* iidOf()

@@ -3,7 +3,8 @@
 
 #include "qel3/funknown.h"
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 class IBStream : public FUnknown
 {

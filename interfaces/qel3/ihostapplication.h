@@ -4,8 +4,10 @@
 
 #include "qel3/funknown.h"
 
-namespace Quillmark {
-namespace Qel {
+namespace Quillmark
+{
+namespace Qel
+{
 
 using String128 = char16[128];
 

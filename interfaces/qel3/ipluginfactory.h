@@ -5,7 +5,8 @@
 
 #include "qel3/funknown.h"
 
-namespace Quillmark {
+namespace Quillmark
+{
 
 /** What a factory says about its maker. */
 struct PFactoryInfo
@@ -13,10 +14,10 @@ struct PFactoryInfo
     enum FactoryFlags : int32
     {
         kNoFlags = 0,
-        kClassesDiscardable = 1,       // the class list may change from run to run
-        kLicenseCheck = 2,             // classes pass a licence check before use
-        kComponentNonDiscardable = 8,  // the module stays loaded once loaded
-        kUnicode = 16,                 // the texts of the classes are 16-bit
+        kClassesDiscardable = 1,      // the class list may change from run to run
+        kLicenseCheck = 2,            // classes pass a licence check before use
+        kComponentNonDiscardable = 8, // the module stays loaded once loaded
+        kUnicode = 16,                // the texts of the classes are 16-bit
     };
     static constexpr int32 kNameSize = 64;
     static constexpr int32 kURLSize = 256;

@@ -1,0 +1,45 @@
+// The command-line mode of the program: what the arguments ask for, and the jobs that run
+// without windows. Results go to stdout, diagnostics to stderr.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace Quillmark
+{
+
+struct CommandLine
+{
+    enum class Job
+    {
+        kNone,
+        kHelp,
+        kVersion,
+        kList,
+    };
+
+    Job job = Job::kNone;
+    std::vector<std::string> folders;
+    bool verbose = false;
+    std::string configFolder;
+    std::string error; // a usage error, naming the wrong argument
+
+    /** Reads the arguments; on a usage error `error` is set. */
+    static CommandLine parse(int argc, const char* const argv[]);
+};
+
+/** Exit codes. */
+enum ExitCode : int
+{
+    kExitOk = 0,
+    kExitFailure = 1,
+    kExitUsage = 2,
+};
+
+void printUsage(std::ostream& out);
+
+/** Runs the job; answers the exit code. */
+int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostream& err);
+
+} // namespace Quillmark

@@ -1,0 +1,57 @@
+// The main thread's queue of posted messages. Any thread may post a text message to an object,
+// at once or after a delay; the main thread delivers due messages through CmObject::notify.
+// A singleton; a posted message holds a reference to its target until it is delivered or
+// cancelled.
+#pragma once
+
+#include "base/fobject.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Quillmark
+{
+
+class FMainLoop : public FObject
+{
+public:
+    FMainLoop() = default;
+    ~FMainLoop() override;
+
+    static FMainLoop* instance();
+
+    /** Queues `message` for `target`, due after `delayMs` milliseconds. */
+    void post(CmObject* target, const char8* message, uint32_t delayMs = 0);
+    /** Drops the queued messages of `target`; with a message text only those that equal it. */
+    int32 cancel(CmObject* target, const char8* message = nullptr);
+    bool isPending(const CmObject* target, const char8* message = nullptr) const;
+    int32 countPending() const;
+
+    /** Delivers every message that is due now, in order of due time and posting. */
+    int32 dispatchDue();
+    /** Waits up to `timeoutMs` for a message to fall due, then delivers what is due. */
+    int32 dispatchWithin(uint32_t timeoutMs);
+    /** Milliseconds until the next message falls due; -1 when nothing is queued. */
+    int64_t nextDueIn() const;
+
+    FClassID isTypeName() const override { return "FMainLoop"; }
+
+private:
+    struct Posted
+    {
+        CmObject* target;
+        std::string message;
+        int64_t due; // nanoseconds of the monotonic clock
+        uint64_t sequence;
+    };
+
+    mutable std::mutex mutex;
+    std::condition_variable wakeUp;
+    std::vector<Posted> queue;
+    uint64_t nextSequence = 0;
+};
+
+} // namespace Quillmark

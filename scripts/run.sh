@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Sets up a fresh machine, builds the program and the example plug-ins, and lists the classes
+# of the bundled examples. Extra arguments go to the program instead of the default job.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-deps.sh
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DQEL_BUILD_TESTS=OFF \
+  -DQEL_BUILD_BENCHMARKS=OFF >/dev/null
+cmake --build build --parallel
+
+if [[ $# -gt 0 ]]; then
+  exec build/bin/Qel3PluginTestHost "$@"
+fi
+exec build/bin/Qel3PluginTestHost --list --verbose build/bin/QEL3
