@@ -3,6 +3,7 @@
 #include "base/fdefaults.h"
 #include "hosting/testsupport.h"
 #include "plugins/common/exampleids.h"
+#include "qel3/ipluginfactory.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +20,7 @@ namespace fs = std::filesystem;
 namespace
 {
 
-struct Run
+struct ProgramRun
 {
     int status = -1;
     std::string out;
@@ -37,14 +38,14 @@ std::string quote(const std::string& text)
 class ListCommand : public ::testing::Test
 {
 protected:
-    Run run(const std::vector<std::string>& arguments)
+    ProgramRun run(const std::vector<std::string>& arguments)
     {
         std::string command = quote(QEL_PROGRAM) + " --config-dir " + quote(config);
         for (const std::string& argument : arguments)
             command += " " + quote(argument);
         std::string out = temp.file("out.txt"), err = temp.file("err.txt");
         command += " </dev/null >" + quote(out) + " 2>" + quote(err);
-        Run result;
+        ProgramRun result;
         int raw = std::system(command.c_str());
         result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
         result.out = readFile(out);
@@ -81,7 +82,7 @@ TEST_F(ListCommand, PrintsOneLinePerClassWithEveryField)
 {
     copyInto(Quillmark::testing::exampleModule(kQelGainModule), modules);
     copyInto(Quillmark::testing::exampleModule(kQelToneModule), modules);
-    Run result = run({"--list", modules});
+    ProgramRun result = run({"--list", modules});
     ASSERT_EQ(result.status, 0) << result.err;
     std::vector<std::string> out = lines(result.out);
     ASSERT_EQ(out.size(), 3u) << result.out;
@@ -104,14 +105,14 @@ TEST_F(ListCommand, VerboseTellsCacheFromLoadAndWhySomethingWasSkipped)
 {
     copyInto(Quillmark::testing::exampleModule(kQelGainModule), modules);
     copyInto(Quillmark::testing::fixture(kNoEntryModule), modules);
-    Run first = run({"--list", "--verbose", modules});
+    ProgramRun first = run({"--list", "--verbose", modules});
     ASSERT_EQ(first.status, 0) << first.err;
     EXPECT_NE(first.err.find("loaded   " + modules + "/" + kQelGainModule), std::string::npos)
         << first.err;
     EXPECT_NE(first.err.find("skipped  " + modules + "/" + kNoEntryModule), std::string::npos)
         << first.err;
 
-    Run second = run({"--list", "--verbose", modules});
+    ProgramRun second = run({"--list", "--verbose", modules});
     ASSERT_EQ(second.status, 0);
     EXPECT_NE(second.err.find("cached   " + modules + "/" + kQelGainModule), std::string::npos)
         << second.err;
@@ -121,19 +122,19 @@ TEST_F(ListCommand, VerboseTellsCacheFromLoadAndWhySomethingWasSkipped)
 
 TEST_F(ListCommand, ExitStatusAndUsageErrors)
 {
-    Run nothing = run({"--list", temp.folder("empty")});
+    ProgramRun nothing = run({"--list", temp.folder("empty")});
     EXPECT_EQ(nothing.status, 1);
     EXPECT_EQ(nothing.out, "");
     EXPECT_NE(nothing.err.find("no class found"), std::string::npos);
 
-    Run unknown = run({"--list", "--frobnicate"});
+    ProgramRun unknown = run({"--list", "--frobnicate"});
     EXPECT_EQ(unknown.status, 2);
     EXPECT_NE(unknown.err.find("--frobnicate"), std::string::npos);
 
-    Run noJob = run({modules});
+    ProgramRun noJob = run({modules});
     EXPECT_EQ(noJob.status, 2);
 
-    Run help = run({"--help"});
+    ProgramRun help = run({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.out.find("--list"), std::string::npos);
 }
@@ -164,7 +165,7 @@ TEST_F(ListCommand, DamagedFilesAreReportedAndTheirGoodEntriesKept)
         fs::remove(file + ".bak");
     }
 
-    Run damaged = run({"--list", "--verbose", modules});
+    ProgramRun damaged = run({"--list", "--verbose", modules});
     EXPECT_EQ(damaged.status, 0) << damaged.err;
     EXPECT_NE(damaged.err.find("Defaults"), std::string::npos) << damaged.err;
     EXPECT_NE(damaged.err.find("Module Cache"), std::string::npos) << damaged.err;
@@ -179,7 +180,7 @@ TEST_F(ListCommand, DamagedFilesAreReportedAndTheirGoodEntriesKept)
     pool->release();
 
     // The cache is whole again afterwards.
-    Run after = run({"--list", "--verbose", modules});
+    ProgramRun after = run({"--list", "--verbose", modules});
     EXPECT_EQ(after.status, 0);
     EXPECT_EQ(after.err.find("loaded"), std::string::npos) << after.err;
     EXPECT_EQ(after.err.find("Module Cache"), std::string::npos) << after.err;

@@ -61,7 +61,9 @@ TEST(FObject, TypeChecksByClassName)
     EXPECT_FALSE(derived->isTypeOf(nullptr, true));
     EXPECT_FALSE(derived->isTypeOf("probe", true)); // case matters
     EXPECT_EQ(FCast<Probe>(static_cast<FObject*>(derived)), derived);
-    EXPECT_EQ(FCast<DerivedProbe>(static_cast<FObject*>(new Probe)), nullptr);
+    auto* plain = new Probe;
+    EXPECT_EQ(FCast<DerivedProbe>(static_cast<FObject*>(plain)), nullptr);
+    plain->release();
     derived->release();
 }
 
