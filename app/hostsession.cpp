@@ -64,7 +64,9 @@ int HostSession::scan(const std::vector<std::string>& folders)
                 err << "Qel3PluginTestHost: not a folder: " << folder << "\n";
                 continue;
             }
-            found += registry->scanFolder(folder);
+            // Absolute paths, so the cache recognises a module whatever the working folder.
+            std::string absolute = platform::resolveLink(folder);
+            found += registry->scanFolder(absolute.empty() ? folder : absolute);
         }
     }
     showProgress({});

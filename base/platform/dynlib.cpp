@@ -1,8 +1,8 @@
 #include "base/platform/dynlib.h"
 
 #include <atomic>
-#include <cstring>
 #include <cstdio>
+#include <cstring>
 #include <dlfcn.h>
 #include <elf.h>
 #include <fcntl.h>
