@@ -99,7 +99,10 @@ void HostSession::onScanEvent(const ScanEvent& event)
     switch (event.kind)
     {
     case ScanEvent::kFromCache:
-        err << "cached   " << event.path << "\n";
+        err << "cached   " << event.path;
+        if (!event.detail.empty())
+            err << " (" << event.detail << ")";
+        err << "\n";
         break;
     case ScanEvent::kLoaded:
         err << "loaded   " << event.path << "\n";

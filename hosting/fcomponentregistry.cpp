@@ -600,6 +600,7 @@ bool FComponentRegistry::readCache(FModule* module, const std::string& entryPath
         module->acquire();
         bool loaded = module->getFactory() != nullptr;
         module->releaseUse();
+        cacheNote = "the library was loaded to confirm its categories";
         if (!loaded)
             return false;
         for (const ClassRecord& record : records)

@@ -113,6 +113,49 @@ TEST_F(Registry, ListsExampleClassesSortedWithWhatTheyDeclare)
     EXPECT_EQ(tone->getVersion().toUtf8(), "");
 }
 
+TEST_F(Registry, ACachedModuleWithEightBitTextsIsLoadedToConfirmItsCategories)
+{
+    copyInto(exampleModule(kQelToneModule), modules);
+    scan(modules);
+    fresh();
+    long loadsBefore = platform::loadedLibraryCount();
+    scan(modules);
+    EXPECT_EQ(platform::loadedLibraryCount(), loadsBefore + 1);
+    const ScanEvent* event = eventFor(kQelToneModule);
+    ASSERT_NE(event, nullptr);
+    EXPECT_EQ(event->kind, ScanEvent::kFromCache);
+    EXPECT_NE(event->detail.find("loaded to confirm"), std::string::npos);
+    EXPECT_FALSE(
+        FCast<FPluginComponent>(registry->findByCid(FUID(kQelToneCid)))->getModule()->isLoaded());
+
+    // Once the host no longer accepts its category, the cache cannot stand in.
+    fresh();
+    registry->setAcceptedCategories({String(kComponentControllerClass)});
+    EXPECT_EQ(scan(modules), 0);
+    EXPECT_EQ(eventFor(kQelToneModule)->kind, ScanEvent::kSkipped);
+}
+
+TEST_F(Registry, SharedComponentsFolderComesFromThePreferences)
+{
+    auto* preferences = new FDefaultPool(temp.file("Defaults"));
+    fresh().setPreferences(preferences);
+    // With nothing stored, the default is written for the user to change.
+    registry->scanSharedComponents();
+    String stored;
+    ASSERT_TRUE(
+        preferences->lookup("Location", 1, false)->getString("Shared Components Path", stored));
+    EXPECT_EQ(stored.toUtf8(), "/usr/local/share/quillmark/shared-components");
+
+    std::string shared = temp.folder("shared");
+    copyInto(exampleModule(kQelGainModule), shared);
+    preferences->lookup("Location", 1, false)->setString("Shared Components Path", String(shared));
+    EXPECT_EQ(registry->scanSharedComponents(), 1);
+    EXPECT_NE(registry->findByCid(FUID(kQelGainCid)), nullptr);
+    registry->release();
+    registry = nullptr;
+    preferences->release();
+}
+
 TEST_F(Registry, SecondScanComesFromTheCacheWithoutLoadingLibraries)
 {
     copyInto(exampleModule(kQelGainModule), modules);

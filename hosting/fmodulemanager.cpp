@@ -206,11 +206,12 @@ void FModuleManager::scanEntry(const std::string& entryPath, const char8* extens
     }
 
     auto* module = new FModule(binary);
+    cacheNote.clear();
     if (readCache(module, path))
     {
         modules.push_back(module);
         ++found;
-        report(ScanEvent::kFromCache, path);
+        report(ScanEvent::kFromCache, path, cacheNote);
         return;
     }
     if (readModule(module, path))

@@ -87,6 +87,8 @@ protected:
     bool ownsCachePool = false;
     bool scanned = false;
     std::string currentFolder;
+    /** What readCache adds to its report, such as a load it needed after all. */
+    std::string cacheNote;
 
 private:
     void scanEntry(const std::string& entryPath, const char8* extension, int32& found);
