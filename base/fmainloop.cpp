@@ -1,5 +1,7 @@
 #include "base/fmainloop.h"
 
+#include "base/fmessage.h"
+
 #include "base/platform/clock.h"
 #include "base/singleton.h"
 
@@ -12,7 +14,10 @@ namespace Quillmark
 FMainLoop::~FMainLoop()
 {
     for (Posted& posted : queue)
+    {
+        posted.message->release();
         posted.target->release();
+    }
 }
 
 FMainLoop* FMainLoop::instance()
@@ -20,11 +25,21 @@ FMainLoop* FMainLoop::instance()
     return singletonInstance<FMainLoop>();
 }
 
-void FMainLoop::post(CmObject* target, const char8* message, uint32_t delayMs)
+void FMainLoop::post(CmObject* target, const char8* name, uint32_t delayMs)
+{
+    if (!target || !name)
+        return;
+    auto* message = new FMessage(name);
+    post(target, message, delayMs);
+    message->release();
+}
+
+void FMainLoop::post(CmObject* target, FMessage* message, uint32_t delayMs)
 {
     if (!target || !message)
         return;
     target->addRef();
+    message->addRef();
     {
         std::lock_guard<std::mutex> guard(mutex);
         int64_t due = platform::nanoseconds() + int64_t(delayMs) * 1000000;
@@ -33,32 +48,33 @@ void FMainLoop::post(CmObject* target, const char8* message, uint32_t delayMs)
     wakeUp.notify_all();
 }
 
-int32 FMainLoop::cancel(CmObject* target, const char8* message)
+int32 FMainLoop::cancel(CmObject* target, const char8* name)
 {
-    std::vector<CmObject*> dropped;
+    std::vector<Posted> dropped;
     {
         std::lock_guard<std::mutex> guard(mutex);
         auto matches = [&](const Posted& posted)
-        { return posted.target == target && (!message || posted.message == message); };
+        { return posted.target == target && (!name || posted.message->is(name)); };
         for (const Posted& posted : queue)
             if (matches(posted))
-                dropped.push_back(posted.target);
+                dropped.push_back(posted);
         queue.erase(std::remove_if(queue.begin(), queue.end(), matches), queue.end());
     }
     // Released outside the lock: a release may destroy a target whose destructor posts.
-    for (CmObject* object : dropped)
-        object->release();
+    for (Posted& posted : dropped)
+    {
+        posted.message->release();
+        posted.target->release();
+    }
     return int32(dropped.size());
 }
 
-bool FMainLoop::isPending(const CmObject* target, const char8* message) const
+bool FMainLoop::isPending(const CmObject* target, const char8* name) const
 {
     std::lock_guard<std::mutex> guard(mutex);
     return std::any_of(queue.begin(), queue.end(),
-                       [&](const Posted& posted) {
-                           return posted.target == target &&
-                                  (!message || posted.message == message);
-                       });
+                       [&](const Posted& posted)
+                       { return posted.target == target && (!name || posted.message->is(name)); });
 }
 
 int32 FMainLoop::countPending() const
@@ -90,7 +106,8 @@ int32 FMainLoop::dispatchDue()
             next = std::move(*due);
             queue.erase(due);
         }
-        next.target->notify(next.message.c_str());
+        next.target->notify(next.message);
+        next.message->release();
         next.target->release();
         ++delivered;
     }

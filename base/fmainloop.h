@@ -1,7 +1,7 @@
-// The main thread's queue of posted messages. Any thread may post a text message to an object,
-// at once or after a delay; the main thread delivers due messages through CmObject::notify.
-// A singleton; a posted message holds a reference to its target until it is delivered or
-// cancelled.
+// The main thread's queue of posted messages. Any thread may post a message to an object, at
+// once or after a delay; the main thread delivers due messages through CmObject::notify.
+// A singleton; a posted message holds references to its target and to the message until it is
+// delivered or cancelled.
 #pragma once
 
 #include "base/fobject.h"
@@ -24,10 +24,12 @@ public:
     static FMainLoop* instance();
 
     /** Queues `message` for `target`, due after `delayMs` milliseconds. */
-    void post(CmObject* target, const char8* message, uint32_t delayMs = 0);
-    /** Drops the queued messages of `target`; with a message text only those that equal it. */
-    int32 cancel(CmObject* target, const char8* message = nullptr);
-    bool isPending(const CmObject* target, const char8* message = nullptr) const;
+    void post(CmObject* target, FMessage* message, uint32_t delayMs = 0);
+    /** Queues a message with this name and no attributes. */
+    void post(CmObject* target, const char8* name, uint32_t delayMs = 0);
+    /** Drops the queued messages of `target`; with a name only those of that name. */
+    int32 cancel(CmObject* target, const char8* name = nullptr);
+    bool isPending(const CmObject* target, const char8* name = nullptr) const;
     int32 countPending() const;
 
     /** Delivers every message that is due now, in order of due time and posting. */
@@ -43,7 +45,7 @@ private:
     struct Posted
     {
         CmObject* target;
-        std::string message;
+        FMessage* message;
         int64_t due; // nanoseconds of the monotonic clock
         uint64_t sequence;
     };

@@ -1,5 +1,7 @@
 #include "base/fmainloop.h"
 
+#include "base/fmessage.h"
+
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -13,7 +15,7 @@ class Listener : public CmObject
 {
 public:
     std::vector<std::string> heard;
-    void notify(const char8* message) override { heard.push_back(message); }
+    void notify(FMessage* message) override { heard.push_back(message->getName().toUtf8()); }
 };
 
 } // namespace
@@ -86,4 +88,48 @@ TEST(FMainLoop, QueuedMessagesAreReleasedWithTheLoop)
     }
     EXPECT_EQ(listener->getRefCount(), 1);
     listener->release();
+}
+
+TEST(FMessage, CarriesAttributesAndHoldsItsObjects)
+{
+    auto* carried = new Listener;
+    auto* message = new FMessage("msg");
+    message->setInt("count", 3);
+    message->setFloat("gain", 0.5);
+    message->setString("text", ConstString(u"wide \u00e9"));
+    message->setObject("object", carried);
+    EXPECT_EQ(carried->getRefCount(), 2);
+    message->setInt("count", 4); // replaces
+
+    int64 count = 0;
+    double gain = 0;
+    String text;
+    EXPECT_TRUE(message->getInt("count", count));
+    EXPECT_EQ(count, 4);
+    EXPECT_TRUE(message->getFloat("gain", gain));
+    EXPECT_FALSE(message->getInt("gain", count)); // only of its own kind
+    EXPECT_TRUE(message->getString("text", text));
+    EXPECT_EQ(text.toUtf8(), "wide \xc3\xa9");
+    EXPECT_EQ(message->getObject("object"),
+              static_cast<FUnknown*>(static_cast<IDependent*>(carried)));
+    EXPECT_TRUE(message->is("msg"));
+    EXPECT_FALSE(message->is("Msg"));
+
+    // Posted, the message lives until it is delivered; then the object goes with it.
+    FMainLoop loop;
+    auto* listener = new Listener;
+    loop.post(listener, message);
+    message->release();
+    EXPECT_EQ(carried->getRefCount(), 2);
+    loop.dispatchDue();
+    EXPECT_EQ(listener->heard, (std::vector<std::string>{"msg"}));
+    EXPECT_EQ(carried->getRefCount(), 1);
+
+    message = new FMessage("again");
+    message->setObject("object", carried);
+    message->setObject("object", nullptr);
+    EXPECT_EQ(carried->getRefCount(), 1);
+    message->release();
+    listener->release();
+    carried->release();
 }

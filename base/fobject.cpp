@@ -126,6 +126,6 @@ uint32 CmObject::hash(uint32 tableSize) const
 
 void CmObject::update(FObject*, int32) {}
 
-void CmObject::notify(const char8*) {}
+void CmObject::notify(FMessage*) {}
 
 } // namespace Quillmark

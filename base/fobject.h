@@ -20,6 +20,7 @@ inline bool classIDsEqual(FClassID a, FClassID b)
 }
 
 class IUpdateHandler;
+class FMessage;
 
 class FObject : public IDependent
 {
@@ -78,8 +79,8 @@ public:
     virtual int32 compare(const CmObject* other) const;
     virtual uint32 hash(uint32 tableSize) const;
     virtual void update(FObject* sender, int32 message);
-    /** Receives a message that was posted to this object on the main loop. */
-    virtual void notify(const char8* message);
+    /** Receives a message sent to this object, at once or through the main loop. */
+    virtual void notify(FMessage* message);
 };
 
 /** Declares the class name of a host class and chains type checks to its base. */

@@ -1,6 +1,7 @@
 #include "hosting/fmodule.h"
 
 #include "base/fmainloop.h"
+#include "base/fmessage.h"
 #include "hosting/qelhostcontext.h"
 
 #include <atomic>
@@ -138,9 +139,9 @@ void FModuleBase::releaseUse()
         unload();
 }
 
-void FModuleBase::notify(const char8* message)
+void FModuleBase::notify(FMessage* message)
 {
-    if (classIDsEqual(message, "Unload"))
+    if (message && message->is("Unload"))
     {
         FGuard guard(lock);
         if (useCount < 1)

@@ -49,7 +49,7 @@ public:
     void releaseUse();
 
     /** Receives the deferred "Unload". */
-    void notify(const char8* message) override;
+    void notify(FMessage* message) override;
 
     /** Process-wide: whether the last use ending unloads after a delay instead of at once. */
     static void setDeferredUnloading(bool state);

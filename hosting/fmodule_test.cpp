@@ -1,6 +1,7 @@
 #include "hosting/fmodule.h"
 
 #include "base/fmainloop.h"
+#include "base/fmessage.h"
 #include "hosting/testsupport.h"
 #include "plugins/common/exampleids.h"
 
@@ -111,7 +112,9 @@ TEST_F(CountingModule, AnUnloadMessageWithAUseTakenMeanwhileDoesNothing)
     auto* module = new FModule(path);
     module->acquire();
     ASSERT_NE(module->getFactory(), nullptr);
-    module->notify("Unload");
+    auto* unload = new FMessage("Unload");
+    module->notify(unload);
+    unload->release();
     EXPECT_TRUE(module->isLoaded());
     module->releaseUse();
     module->release();
