@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <thread>
 
 namespace Quillmark
 {
@@ -18,6 +19,17 @@ FMainLoop::~FMainLoop()
         posted.message->release();
         posted.target->release();
     }
+}
+
+namespace
+{
+// Static construction runs on the thread that then runs main.
+const std::thread::id gMainThread = std::this_thread::get_id();
+} // namespace
+
+bool FMainLoop::isMainThread()
+{
+    return std::this_thread::get_id() == gMainThread;
 }
 
 FMainLoop* FMainLoop::instance()

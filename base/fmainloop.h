@@ -22,6 +22,8 @@ public:
     ~FMainLoop() override;
 
     static FMainLoop* instance();
+    /** True on the thread that runs the program's main function. */
+    static bool isMainThread();
 
     /** Queues `message` for `target`, due after `delayMs` milliseconds. */
     void post(CmObject* target, FMessage* message, uint32_t delayMs = 0);

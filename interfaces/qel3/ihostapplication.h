@@ -2,14 +2,12 @@
 // its name and the objects it creates on request.
 #pragma once
 
-#include "qel3/funknown.h"
+#include "qel3/qeltypes.h"
 
 namespace Quillmark
 {
 namespace Qel
 {
-
-using String128 = char16[128];
 
 class IHostApplication : public FUnknown
 {
