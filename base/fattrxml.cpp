@@ -1,4 +1,6 @@
 // The XML form of FAttributes: writing through FXmlWriter and reading through FXmlParser.
+
+#include "base/hexdigit.h"
 //
 // Texts that XML 1.0 cannot carry (control characters, U+FFFE, U+FFFF, bytes that are not
 // UTF-8, lone surrogates) are written in a backslash form, and the element gets
@@ -102,17 +104,6 @@ std::string encodeText(const ConstString& text, bool escaped)
     return out;
 }
 
-int hexValue(char8 c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 /** Reads `digits` hexadecimal digits at `s[pos]`; -1 when they are not there. */
 int32 readHex(const std::string& s, size_t pos, int digits)
 {
@@ -121,7 +112,7 @@ int32 readHex(const std::string& s, size_t pos, int digits)
     int32 value = 0;
     for (int i = 0; i < digits; ++i)
     {
-        int digit = hexValue(s[pos + size_t(i)]);
+        int digit = hexDigitValue(s[pos + size_t(i)]);
         if (digit < 0)
             return -1;
         value = (value << 4) | digit;

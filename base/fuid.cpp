@@ -1,5 +1,7 @@
 #include "base/fuid.h"
 
+#include "base/hexdigit.h"
+
 #include <cstdio>
 #include <random>
 
@@ -27,17 +29,6 @@ uint32 readBE32(const char8* p)
     return (uint32(u[0]) << 24) | (uint32(u[1]) << 16) | (uint32(u[2]) << 8) | uint32(u[3]);
 }
 
-int hexDigit(char8 c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 // Reads up to `width` leading hexadecimal digits of a field, the way a fixed-width scan field
 // does: it stops at the first character that is not a digit and keeps what it read so far.
 uint32 readHexField(const char8* text, int width)
@@ -45,7 +36,7 @@ uint32 readHexField(const char8* text, int width)
     uint32 value = 0;
     for (int i = 0; i < width; ++i)
     {
-        int d = hexDigit(text[i]);
+        int d = hexDigitValue(text[i]);
         if (d < 0)
             break;
         value = (value << 4) | uint32(d);
