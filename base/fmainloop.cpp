@@ -4,6 +4,8 @@
 
 #include "base/platform/clock.h"
 #include "base/singleton.h"
+#include "base/timer.h"
+#include "base/updatehandler.h"
 
 #include <algorithm>
 #include <chrono>
@@ -19,6 +21,9 @@ FMainLoop::~FMainLoop()
         posted.message->release();
         posted.target->release();
     }
+    for (CmObject* target : idleTargets)
+        if (target)
+            target->release();
 }
 
 namespace
@@ -161,6 +166,191 @@ int64_t FMainLoop::nextDueIn() const
         earliest = std::min(earliest, posted.due);
     int64_t remaining = earliest - platform::nanoseconds();
     return remaining <= 0 ? 0 : remaining / 1000000;
+}
+
+void FMainLoop::wake()
+{
+    {
+        std::lock_guard<std::mutex> guard(mutex);
+        wakeRequested = true;
+    }
+    wakeUp.notify_all();
+}
+
+bool FMainLoop::takeWakeRequest()
+{
+    std::lock_guard<std::mutex> guard(mutex);
+    bool requested = wakeRequested;
+    wakeRequested = false;
+    return requested;
+}
+
+void FMainLoop::addIdleTarget(CmObject* target)
+{
+    if (!target)
+        return;
+    FGuard guard(idleLock);
+    target->addRef();
+    idleTargets.push_back(target);
+}
+
+bool FMainLoop::removeIdleTarget(CmObject* target)
+{
+    if (!target)
+        return false;
+    FGuard guard(idleLock);
+    auto found = std::find(idleTargets.begin(), idleTargets.end(), target);
+    if (found == idleTargets.end())
+        return false;
+    // During a pass the slot is only emptied: the pass is walking the list.
+    if (idleTargetsBusy > 0)
+        *found = nullptr;
+    else
+        idleTargets.erase(found);
+    target->release();
+    return true;
+}
+
+void FMainLoop::deferProcedure(std::function<void()> procedure)
+{
+    if (!procedure)
+        return;
+    {
+        std::lock_guard<std::mutex> guard(procedureMutex);
+        procedures.push_back(std::move(procedure));
+    }
+    wake();
+}
+
+void FMainLoop::queueCommand(const char8* category, const char8* name)
+{
+    if (!category || !name)
+        return;
+    {
+        FGuard guard(commandLock);
+        commands.push_back({category, name});
+    }
+    wake();
+}
+
+void FMainLoop::setCommandHandler(ICommandHandler* handler)
+{
+    FGuard guard(commandLock);
+    commandHandler = handler;
+}
+
+int32 FMainLoop::countQueuedCommands() const
+{
+    FGuard guard(commandLock);
+    return int32(commands.size());
+}
+
+bool FMainLoop::runIdlePass()
+{
+    // An idle target that runs a nested loop must not start a pass inside the pass.
+    if (inIdlePass.exchange(true))
+        return false;
+    runIdleTargets();
+    runProcedures();
+    runCommands();
+    if (UpdateHandler* handler = UpdateHandler::instance())
+        handler->triggerDeferedUpdates(nullptr);
+    inIdlePass.store(false);
+    return true;
+}
+
+void FMainLoop::runIdleTargets()
+{
+    FGuard guard(idleLock);
+    ++idleTargetsBusy;
+    // Targets added during the pass hear "Idle" from the next one.
+    const size_t count = idleTargets.size();
+    for (size_t i = 0; i < count; ++i)
+    {
+        CmObject* target = idleTargets[i];
+        if (!target)
+            continue;
+        // The target may remove itself and drop the list's reference while it is called.
+        target->addRef();
+        auto* message = new FMessage("Idle");
+        target->notify(message);
+        message->release();
+        target->release();
+    }
+    if (--idleTargetsBusy == 0)
+        std::erase(idleTargets, nullptr);
+}
+
+void FMainLoop::runProcedures()
+{
+    std::vector<std::function<void()>> due;
+    {
+        std::lock_guard<std::mutex> guard(procedureMutex);
+        due.swap(procedures);
+    }
+    // What these procedures queue runs in the next pass.
+    for (std::function<void()>& procedure : due)
+        procedure();
+}
+
+void FMainLoop::runCommands()
+{
+    std::vector<QueuedCommand> due;
+    ICommandHandler* handler = nullptr;
+    {
+        FGuard guard(commandLock);
+        handler = commandHandler;
+        if (!handler)
+            return;
+        due.swap(commands);
+    }
+    // Run without the lock: a command may open a dialog for a long time, and other threads
+    // must still be able to queue.
+    for (const QueuedCommand& command : due)
+        handler->interpretCommand(ICommandHandler::kInterpret, command.category.c_str(),
+                                  command.name.c_str());
+}
+
+int32 FMainLoop::fireTimers()
+{
+    return Timer::tickDue();
+}
+
+void FMainLoop::waitUntil(int64_t deadline)
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    for (;;)
+    {
+        if (wakeRequested)
+            return;
+        int64_t until = deadline;
+        for (const Posted& posted : queue)
+            until = std::min(until, posted.due);
+        int64_t now = platform::nanoseconds();
+        if (until <= now)
+            return;
+        wakeUp.wait_for(lock, std::chrono::nanoseconds(until - now));
+    }
+}
+
+void FMainLoop::run(const std::function<bool()>& done)
+{
+    const int64_t idleInterval = int64_t(kIdleIntervalMs) * 1000000;
+    int64_t nextIdle = platform::nanoseconds();
+    while (!done())
+    {
+        dispatchDue();
+        fireTimers();
+        bool woken = takeWakeRequest();
+        if (woken || platform::nanoseconds() >= nextIdle)
+        {
+            runIdlePass();
+            nextIdle = platform::nanoseconds() + idleInterval;
+        }
+        if (done())
+            break;
+        waitUntil(std::min(nextIdle, Timer::nextDue()));
+    }
 }
 
 } // namespace Quillmark

@@ -1,6 +1,7 @@
 #include "hosting/qelhostcontext.h"
 
 #include "base/singleton.h"
+#include "hosting/qelmessage.h"
 
 namespace Quillmark
 {
@@ -49,9 +50,18 @@ tresult QelHostContext::getName(String128 name)
     return kResultOk;
 }
 
-tresult QelHostContext::createInstance(TUID, TUID, void**)
+tresult QelHostContext::createInstance(TUID cid, TUID iid, void** obj)
 {
-    return kResultFalse;
+    if (!cid || !iid || !obj)
+        return kInvalidArgument;
+    // Messages are the only class a plug-in can ask the host for; attribute lists come with
+    // their message.
+    if (!iidEqual(cid, IMessage::iid.bytes))
+        return kResultFalse;
+    auto* message = new QelMessage;
+    tresult result = message->queryInterface(iid, obj);
+    message->release();
+    return result;
 }
 
 tresult QelHostContext::queryInterface(const TUID iid, void** obj)

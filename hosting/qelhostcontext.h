@@ -25,7 +25,8 @@ public:
     const std::string& getDisplayName() const { return displayName; }
 
     tresult getName(String128 name) override;
-    /** The host makes no class on request here yet: the answer is kResultFalse. */
+    /** Makes a message when `cid` is the identifier of IMessage, answered for `iid`; any
+        other class gives kResultFalse with `obj` untouched. */
     tresult createInstance(TUID cid, TUID iid, void** obj) override;
 
     tresult queryInterface(const TUID iid, void** obj) override;

@@ -25,6 +25,37 @@ inline constexpr QelUid kQelGainCid{0x03613F70, 0x028A2E00, 0x2337D42C, 0xBAA5C8
 inline constexpr const char* kQelGainName = "Qel Gain";
 inline constexpr QelUid kQelGainControllerCid{0x2116E902, 0x39E87D13, 0x13FD42CC, 0x3CC51AF1};
 inline constexpr const char* kQelGainControllerName = "Qel Gain Controller";
+// Its parameters: "Gain" in dB, and "Bypass" (two steps, the bypass flag).
+inline constexpr uint32 kQelGainGainParamId = 0;
+inline constexpr uint32 kQelGainBypassParamId = 1;
+// On connect the controller tells the component whether it wants meter values, an integer
+// attribute of 0 or 1 ...
+inline constexpr const char* kQelGainMeterSetupMessage = "QelGain.MeterSetup";
+inline constexpr const char* kQelGainMeterEnabledAttribute = "enabled";
+// ... and while it does, the component sends the peak of its output (a float attribute, linear)
+// from process, once every kQelGainMeterPeriodBlocks blocks with audio.
+inline constexpr const char* kQelGainMeterMessage = "QelGain.Meter";
+inline constexpr const char* kQelGainPeakAttribute = "peak";
+inline constexpr int kQelGainMeterPeriodBlocks = 8;
+
+// QelSynth.qel3 (package, IPluginFactory3, kUnicode): one instrument class that is its own
+// edit controller, with one event input (16 channels) and one stereo output.
+inline constexpr const char* kQelSynthModule = "QelSynth.qel3";
+inline constexpr QelUid kQelSynthCid{0x808B32C0, 0xAC6247E5, 0x9C972E23, 0x7EC179A6};
+inline constexpr const char* kQelSynthName = "Qel Synth";
+// Its parameters; the id is also the index.
+inline constexpr uint32 kQelSynthVolumeParamId = 0;    // "Volume", %
+inline constexpr uint32 kQelSynthWaveformParamId = 1;  // "Waveform": Sine, Saw, Square
+inline constexpr uint32 kQelSynthAttackParamId = 2;    // "Attack", ms
+inline constexpr uint32 kQelSynthReleaseParamId = 3;   // "Release", ms
+inline constexpr uint32 kQelSynthVibratoParamId = 4;   // "Vibrato", %: the mod wheel
+inline constexpr uint32 kQelSynthPitchBendParamId = 5; // "Pitch Bend", semitones
+inline constexpr uint32 kQelSynthProgramParamId = 6;   // "Program", the program change
+inline constexpr int kQelSynthParameterCount = 7;
+inline constexpr int kQelSynthVoices = 16;
+// The two key switches: these keys choose an articulation and play no note.
+inline constexpr int kQelSynthSustainKey = 24;  // C1: notes sound while held
+inline constexpr int kQelSynthStaccatoKey = 25; // C#1: notes end after a short time
 
 // QelTone.so (IPluginFactory only, flags 0): one class.
 inline constexpr const char* kQelToneModule = "QelTone.so";
@@ -126,6 +157,47 @@ inline constexpr const char* kPlainCSdkVersion = "Qel 3.0.0";
 inline constexpr const char* kPlainCSubCategories = "Fx|Modulation";
 inline constexpr const char* kPlainCUrl = "https://plainc.example";
 inline constexpr const char* kPlainCEmail = "dev@plainc.example";
+
+// fx_recording.so (IPluginFactory3, kUnicode): classes that append one line per call the host
+// makes into them to the file that kFixtureLogVariable names, as "<role> <call>" with some
+// calls followed by an argument: "created", "destroyed", "initialize", "terminate",
+// "getControllerClassId", "setComponentHandler host|null", "connect <peer>", "disconnect
+// <peer>" (the peer's role, "host" for a point of the host's, "null"), "notify", "setActive 0|1",
+// "setState", "getState", "setComponentState", "openHelp 0|1", "openAboutBox 0|1", and each
+// other operation of IComponent and IEditController and "setKnobMode" by its name.
+inline constexpr const char* kRecordingModule = "fx_recording.so";
+// Component with a separate controller; both have connection points. Role "component".
+inline constexpr QelUid kRecordingComponentCid{0xE6FEDB93, 0x42E64049, 0xB4D15F1D, 0xA167539C};
+inline constexpr const char* kRecordingComponentName = "Recording Component";
+inline constexpr const char* kRecordingSubCategories = "Fx|Recording";
+// Its controller, role "controller". It has IEditController2: setKnobMode answers kResultOk for
+// kLinearMode and kInvalidArgument otherwise, openHelp kResultFalse, openAboutBox kResultOk.
+inline constexpr QelUid kRecordingControllerCid{0x61AA9A2B, 0x8D244560, 0x8D2FB346, 0x1941F898};
+inline constexpr const char* kRecordingControllerName = "Recording Controller";
+// Component and controller in one object, without a connection point. Role "united".
+inline constexpr QelUid kRecordingUnitedCid{0x73977056, 0xA2724603, 0xA71EBE4E, 0xF6C9C302};
+inline constexpr const char* kRecordingUnitedName = "Recording United";
+// Names kRecordingMissingCid as its controller, a class no module offers. Role "orphan".
+inline constexpr QelUid kRecordingOrphanCid{0x86254D64, 0xC0744A65, 0x85D9739F, 0x911D04F8};
+inline constexpr const char* kRecordingOrphanName = "Recording Orphan";
+inline constexpr QelUid kRecordingMissingCid{0x7CC95EBD, 0x7BDB4EE3, 0xB3C384E7, 0x824AED2A};
+// Names kRecordingRefusingControllerCid, whose initialize answers kResultFalse. Roles "refused"
+// and "refusing-controller".
+inline constexpr QelUid kRecordingRefusedCid{0x3124B28D, 0x8C5D48EB, 0xB436DDE6, 0x2AA67650};
+inline constexpr const char* kRecordingRefusedName = "Recording Refused";
+inline constexpr QelUid kRecordingRefusingControllerCid{0x05758739, 0x9F9A4F68, 0x874D7BBE,
+                                                        0x9281FDE9};
+inline constexpr const char* kRecordingRefusingControllerName = "Recording Refusing Controller";
+// initialize throws std::runtime_error(kRecordingThrowMessage) after logging. Role "throwing".
+inline constexpr QelUid kRecordingThrowingCid{0x451808E0, 0xAE994817, 0xA9368FB7, 0x6A2DF3E3};
+inline constexpr const char* kRecordingThrowingName = "Recording Throwing";
+inline constexpr const char* kRecordingThrowMessage = "fixture call failure";
+// getControllerClassId throws std::runtime_error(kRecordingThrowMessage). Role "throwing-id".
+inline constexpr QelUid kRecordingThrowingIdCid{0x80D9BA55, 0x2B6E4E06, 0x8E704072, 0x94C87318};
+inline constexpr const char* kRecordingThrowingIdName = "Recording Throwing Id";
+// IPluginBase only, no IComponent. Role "plain".
+inline constexpr QelUid kRecordingPlainCid{0x2D87C2D9, 0x92914912, 0xB56CD733, 0x224FE88F};
+inline constexpr const char* kRecordingPlainName = "Recording Plain";
 
 } // namespace Examples
 } // namespace Qel

@@ -21,6 +21,14 @@ public:
         if (ptr)
             ptr->addRef();
     }
+    /** Takes over the one reference the caller holds, as from createInstance or queryInterface:
+        no reference is added. */
+    static IPtr adopt(I* pointer)
+    {
+        IPtr result;
+        result.ptr = pointer;
+        return result;
+    }
     IPtr(const IPtr& other) : IPtr(other.ptr) {}
     IPtr(IPtr&& other) noexcept : ptr(std::exchange(other.ptr, nullptr)) {}
     ~IPtr() { reset(); }

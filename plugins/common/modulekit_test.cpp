@@ -381,9 +381,10 @@ TEST(ExampleIds, SelfNamedCidIsFnv1aOverThePath)
 TEST(ExampleIds, AllFixedIdentifiersDiffer)
 {
     using namespace Examples;
-    const QelUid ids[] = {kQelGainCid,  kQelGainControllerCid, kQelToneCid,  kInitDllFalseCid,
-                          kUniqueCid,   kDiscardableCid,       kAcceptedCid, kOddCid,
-                          kFactory2Cid, kNeverUnloadCid,       kCountingCid, kThrowingCid};
+    const QelUid ids[] = {
+        kQelGainCid,     kQelGainControllerCid, kQelToneCid,  kQelSynthCid, kInitDllFalseCid,
+        kUniqueCid,      kDiscardableCid,       kAcceptedCid, kOddCid,      kFactory2Cid,
+        kNeverUnloadCid, kCountingCid,          kThrowingCid};
     for (std::size_t i = 0; i < std::size(ids); ++i)
         for (std::size_t j = i + 1; j < std::size(ids); ++j)
             EXPECT_FALSE(iidEqual(ids[i].bytes, ids[j].bytes)) << i << " and " << j;

@@ -1,0 +1,56 @@
+#include "hosting/qelcomponent.h"
+
+#include "hosting/fcomponentregistry.h"
+#include "qel3/iconnectionpoint.h"
+
+namespace Quillmark
+{
+namespace Qel
+{
+
+std::atomic<int32> QelComponent::live{0};
+
+QelComponent::QelComponent(FUnknown* instance, FComponentDescription* description,
+                           ProblemHandler onProblem)
+    : PlugInstance(instance, description, std::move(onProblem))
+{
+    ++live;
+    component = query<IComponent>(instance);
+    connectionPoint = query<IConnectionPoint>(instance);
+}
+
+QelComponent::~QelComponent()
+{
+    // The queried interfaces go first; the base then terminates and lets go of the object.
+    releaseInterface(connectionPoint);
+    releaseInterface(component);
+    --live;
+}
+
+QelComponent* QelComponent::create(FComponentRegistry& registry, const FUID& cid,
+                                   ProblemHandler onProblem)
+{
+    FUnknown* object = registry.createInstance(cid);
+    FComponentDescription* description = registry.findByCid(cid);
+    if (!object)
+    {
+        // The registry has caught what the factory threw; the user learns it here.
+        if (description && onProblem &&
+            description->lastError.find(kPluginExceptionText) != std::string::npos)
+            onProblem(description->lastError);
+        return nullptr;
+    }
+    auto* wrapper = new QelComponent(object, description, std::move(onProblem));
+    const bool initialized = wrapper->initialize();
+    if (!initialized)
+    {
+        wrapper->release();
+        wrapper = nullptr;
+    }
+    // The creation reference: on success the wrapper now holds the only host reference.
+    object->release();
+    return wrapper;
+}
+
+} // namespace Qel
+} // namespace Quillmark
