@@ -101,6 +101,21 @@ void FDefaults::setInt(const char8* key, int64 value)
     markDirty();
 }
 
+bool FDefaults::getFloat(const char8* key, double& value) const
+{
+    return values->getFloat(key, value);
+}
+
+void FDefaults::setFloat(const char8* key, double value)
+{
+    double old = 0;
+    if (values->getType(key) == FAttrType::kFloat && values->getFloat(key, old) &&
+        std::memcmp(&old, &value, sizeof old) == 0)
+        return;
+    values->setFloat(key, value);
+    markDirty();
+}
+
 bool FDefaults::getString(const char8* key, String& value) const
 {
     return values->getString(key, value);

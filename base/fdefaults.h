@@ -37,6 +37,10 @@ public:
         return getInt(key, value) ? value : int64(defaultValue);
     }
     void setInt(const char8* key, int64 value);
+    /** Also reads a value stored as an integer. */
+    bool getFloat(const char8* key, double& value) const;
+    /** Stored as a floating-point attribute, which keeps every bit of a double. */
+    void setFloat(const char8* key, double value);
     bool getString(const char8* key, String& value) const;
     void setString(const char8* key, const ConstString& value);
     /** Stored as the 32-character text. */
