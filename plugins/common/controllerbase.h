@@ -35,30 +35,31 @@ public:
 
     tresult getParamStringByValue(ParamID id, ParamValue valueNormalized, String128 string) override
     {
-        const ParameterSpec* spec = parameters.find(id);
-        if (!spec || !string)
+        const ParameterSpec* parameter = parameters.find(id);
+        if (!parameter || !string)
             return kResultFalse;
-        formatParameter(*spec, valueNormalized, string);
+        formatParameter(*parameter, valueNormalized, string);
         return kResultOk;
     }
 
     tresult getParamValueByString(ParamID id, TChar* string, ParamValue& valueNormalized) override
     {
-        const ParameterSpec* spec = parameters.find(id);
-        return spec && parseParameter(*spec, string, valueNormalized) ? kResultOk : kResultFalse;
+        const ParameterSpec* parameter = parameters.find(id);
+        return parameter && parseParameter(*parameter, string, valueNormalized) ? kResultOk
+                                                                                : kResultFalse;
     }
 
     /** An unknown id answers the value as it came: there is no range to map it through. */
     ParamValue normalizedParamToPlain(ParamID id, ParamValue valueNormalized) override
     {
-        const ParameterSpec* spec = parameters.find(id);
-        return spec ? spec->toPlain(valueNormalized) : valueNormalized;
+        const ParameterSpec* parameter = parameters.find(id);
+        return parameter ? parameter->toPlain(valueNormalized) : valueNormalized;
     }
 
     ParamValue plainParamToNormalized(ParamID id, ParamValue plainValue) override
     {
-        const ParameterSpec* spec = parameters.find(id);
-        return spec ? spec->toNormalized(plainValue) : plainValue;
+        const ParameterSpec* parameter = parameters.find(id);
+        return parameter ? parameter->toNormalized(plainValue) : plainValue;
     }
 
     ParamValue getParamNormalized(ParamID id) override { return parameters.get(id); }

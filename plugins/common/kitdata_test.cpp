@@ -1,5 +1,5 @@
-// Tests of the kit's data helpers: little-endian state streams, parameter specs and lists, unit
-// and program tables, and bus lists.
+// Tests of the kit's data helpers: little-endian state streams, parameter parameters and lists,
+// unit and program tables, and bus lists.
 #include "common/busses.h"
 #include "common/parameters.h"
 #include "common/statestream.h"

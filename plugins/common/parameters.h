@@ -72,35 +72,37 @@ struct ParameterSpec
     }
 };
 
-/** The text of a value: the step's entry for a list, else the plain value with the spec's
+/** The text of a value: the step's entry for a list, else the plain value with the parameter's
     decimals (units stay apart, in ParameterInfo::units). `text` holds 128 units. */
-inline void formatParameter(const ParameterSpec& spec, ParamValue normalized, TChar* text)
+inline void formatParameter(const ParameterSpec& parameter, ParamValue normalized, TChar* text)
 {
-    if (!spec.entries.empty())
+    if (!parameter.entries.empty())
     {
-        const auto step = static_cast<std::size_t>(spec.stepOf(normalized));
-        copyText(text, 128, step < spec.entries.size() ? spec.entries[step] : u"");
+        const auto step = static_cast<std::size_t>(parameter.stepOf(normalized));
+        copyText(text, 128, step < parameter.entries.size() ? parameter.entries[step] : u"");
         return;
     }
-    ParamValue plain = spec.toPlain(normalized);
+    ParamValue plain = parameter.toPlain(normalized);
     // No "-0.00": a value that rounds to zero is shown without a sign.
-    if (std::fabs(plain) < 0.5 * std::pow(10.0, -spec.precision))
+    if (std::fabs(plain) < 0.5 * std::pow(10.0, -parameter.precision))
         plain = 0.0;
     char8 ascii[64];
-    std::snprintf(ascii, sizeof ascii, "%.*f", static_cast<int>(spec.precision), plain);
+    std::snprintf(ascii, sizeof ascii, "%.*f", static_cast<int>(parameter.precision), plain);
     widenText(text, 128, ascii);
 }
 
 /** The inverse of formatParameter: a list entry, or a number optionally followed by blanks and
-    the spec's units ("-6", "-6.0 dB"). A value outside the range is clamped. */
-inline bool parseParameter(const ParameterSpec& spec, const TChar* text, ParamValue& normalized)
+    the parameter's units ("-6", "-6.0 dB"). A value outside the range is clamped. */
+inline bool parseParameter(const ParameterSpec& parameter, const TChar* text,
+                           ParamValue& normalized)
 {
     if (!text)
         return false;
-    for (std::size_t i = 0; i < spec.entries.size(); ++i)
-        if (sameText(text, spec.entries[i]))
+    for (std::size_t i = 0; i < parameter.entries.size(); ++i)
+        if (sameText(text, parameter.entries[i]))
         {
-            normalized = spec.stepCount > 0 ? static_cast<double>(i) / spec.stepCount : 0.0;
+            normalized =
+                parameter.stepCount > 0 ? static_cast<double>(i) / parameter.stepCount : 0.0;
             return true;
         }
 
@@ -113,10 +115,10 @@ inline bool parseParameter(const ParameterSpec& spec, const TChar* text, ParamVa
     while (*end == ' ')
         ++end;
     char8 units[128];
-    asciiText(units, sizeof units, spec.units);
+    asciiText(units, sizeof units, parameter.units);
     if (*end && std::strcmp(end, units) != 0)
         return false;
-    normalized = spec.toNormalized(plain);
+    normalized = parameter.toNormalized(plain);
     return true;
 }
 
@@ -126,27 +128,27 @@ class ParameterList
 {
 public:
     ParameterList() = default;
-    /** `specs` is borrowed: constant data of the module. Every value starts at its default. */
-    explicit ParameterList(std::span<const ParameterSpec> specs) : specs(specs)
+    /** `table` is borrowed: constant data of the module. Every value starts at its default. */
+    explicit ParameterList(std::span<const ParameterSpec> table) : parameters(table)
     {
-        values.reserve(specs.size());
-        for (const ParameterSpec& spec : specs)
-            values.push_back(spec.defaultNormalized());
+        values.reserve(table.size());
+        for (const ParameterSpec& parameter : table)
+            values.push_back(parameter.defaultNormalized());
     }
 
-    int32 count() const { return static_cast<int32>(specs.size()); }
+    int32 count() const { return static_cast<int32>(parameters.size()); }
 
-    /** The spec of `id`, or null. */
+    /** The parameter of `id`, or null. */
     const ParameterSpec* find(ParamID id) const
     {
         const int32 index = indexOf(id);
-        return index >= 0 ? &specs[static_cast<std::size_t>(index)] : nullptr;
+        return index >= 0 ? &parameters[static_cast<std::size_t>(index)] : nullptr;
     }
 
     int32 indexOf(ParamID id) const
     {
-        for (std::size_t i = 0; i < specs.size(); ++i)
-            if (specs[i].id == id)
+        for (std::size_t i = 0; i < parameters.size(); ++i)
+            if (parameters[i].id == id)
                 return static_cast<int32>(i);
         return -1;
     }
@@ -157,16 +159,16 @@ public:
     {
         if (index < 0 || index >= count())
             return kInvalidArgument;
-        const ParameterSpec& spec = specs[static_cast<std::size_t>(index)];
+        const ParameterSpec& parameter = parameters[static_cast<std::size_t>(index)];
         std::memset(&info, 0, sizeof info);
-        info.id = spec.id;
-        copyText(info.title, spec.title);
-        copyText(info.shortTitle, spec.shortTitle);
-        copyText(info.units, spec.units);
-        info.stepCount = spec.stepCount;
-        info.defaultNormalizedValue = spec.defaultNormalized();
-        info.unitId = spec.unitId;
-        info.flags = spec.flags;
+        info.id = parameter.id;
+        copyText(info.title, parameter.title);
+        copyText(info.shortTitle, parameter.shortTitle);
+        copyText(info.units, parameter.units);
+        info.stepCount = parameter.stepCount;
+        info.defaultNormalizedValue = parameter.defaultNormalized();
+        info.unitId = parameter.unitId;
+        info.flags = parameter.flags;
         return kResultOk;
     }
 
@@ -189,12 +191,12 @@ public:
 
     void resetToDefaults()
     {
-        for (std::size_t i = 0; i < specs.size(); ++i)
-            values[i] = specs[i].defaultNormalized();
+        for (std::size_t i = 0; i < parameters.size(); ++i)
+            values[i] = parameters[i].defaultNormalized();
     }
 
 private:
-    std::span<const ParameterSpec> specs;
+    std::span<const ParameterSpec> parameters;
     std::vector<ParamValue> values;
 };
 

@@ -41,8 +41,8 @@ bool readState(IBStream* stream, std::array<ParamValue, Synth::kParameterCount>&
     if (!reader.ok() || tag != kStateTag || version != kStateVersion || count < 0 ||
         count > Synth::kParameterCount)
         return false;
-    for (const ParameterSpec& spec : Synth::kParameters)
-        result[spec.id] = spec.defaultNormalized();
+    for (const ParameterSpec& parameter : Synth::kParameters)
+        result[parameter.id] = parameter.defaultNormalized();
     for (int32 i = 0; i < count; ++i)
     {
         const uint32 id = reader.readUInt32();
@@ -63,8 +63,8 @@ QelSynth::QelSynth()
     busses.addAudio(kOutput, u"Stereo Out", SpeakerArr::kStereo);
     parameters = ParameterList(Synth::kParameters);
     units = UnitTable(Synth::kUnits, Synth::kProgramLists);
-    for (const ParameterSpec& spec : Synth::kParameters)
-        setValue(spec.id, spec.defaultNormalized());
+    for (const ParameterSpec& parameter : Synth::kParameters)
+        setValue(parameter.id, parameter.defaultNormalized());
 }
 
 // State
@@ -74,10 +74,10 @@ tresult QelSynth::setState(IBStream* state)
     std::array<ParamValue, Synth::kParameterCount> loaded;
     if (!readState(state, loaded))
         return kResultFalse;
-    for (const ParameterSpec& spec : Synth::kParameters)
+    for (const ParameterSpec& parameter : Synth::kParameters)
     {
-        setValue(spec.id, loaded[spec.id]);
-        parameters.set(spec.id, loaded[spec.id]);
+        setValue(parameter.id, loaded[parameter.id]);
+        parameters.set(parameter.id, loaded[parameter.id]);
     }
     return kResultOk;
 }
@@ -88,10 +88,10 @@ tresult QelSynth::getState(IBStream* state)
     writer.writeUInt32(kStateTag);
     writer.writeInt32(kStateVersion);
     writer.writeInt32(Synth::kParameterCount);
-    for (const ParameterSpec& spec : Synth::kParameters)
+    for (const ParameterSpec& parameter : Synth::kParameters)
     {
-        writer.writeUInt32(spec.id);
-        writer.writeDouble(value(spec.id));
+        writer.writeUInt32(parameter.id);
+        writer.writeDouble(value(parameter.id));
     }
     return writer.ok() ? kResultOk : kResultFalse;
 }
@@ -101,8 +101,8 @@ tresult QelSynth::setComponentState(IBStream* state)
     std::array<ParamValue, Synth::kParameterCount> loaded;
     if (!readState(state, loaded))
         return kResultFalse;
-    for (const ParameterSpec& spec : Synth::kParameters)
-        parameters.set(spec.id, loaded[spec.id]);
+    for (const ParameterSpec& parameter : Synth::kParameters)
+        parameters.set(parameter.id, loaded[parameter.id]);
     return kResultOk;
 }
 
