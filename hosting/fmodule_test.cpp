@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <sstream>
 
@@ -91,11 +92,17 @@ TEST_F(CountingModule, DeferredUnloadWaitsForTheMessageAndAcquireCancelsIt)
 
     module->acquire();
     ASSERT_NE(module->getFactory(), nullptr);
+    auto released = std::chrono::steady_clock::now();
     module->releaseUse();
     EXPECT_TRUE(module->isLoaded());
     EXPECT_TRUE(loop->isPending(module, "Unload"));
-    EXPECT_EQ(loop->dispatchDue(), 0); // not due before its 100 ms
-    EXPECT_TRUE(module->isLoaded());
+    int32 delivered = loop->dispatchDue();
+    // Not due before its 100 ms; a machine that stalled that long proves nothing here.
+    if (std::chrono::steady_clock::now() - released < std::chrono::milliseconds(90))
+    {
+        EXPECT_EQ(delivered, 0);
+        EXPECT_TRUE(module->isLoaded());
+    }
 
     // A new use before the delay ends keeps the library.
     module->acquire();

@@ -268,8 +268,13 @@ TEST_F(Provider, TheModuleUnloadsAFixedDelayAfterTheLastInstanceWhenDeferred)
     second->teardown();
     EXPECT_TRUE(module->isLoaded());
     EXPECT_TRUE(loop->isPending(module, "Unload"));
-    EXPECT_EQ(loop->dispatchDue(), 0);
-    EXPECT_TRUE(module->isLoaded());
+    int32 delivered = loop->dispatchDue();
+    // Not due yet, unless the machine stalled for the whole delay.
+    if (Clock::now() - lastGone < std::chrono::milliseconds(FModuleBase::kUnloadDelayMs - 10))
+    {
+        EXPECT_EQ(delivered, 0);
+        EXPECT_TRUE(module->isLoaded());
+    }
     while (module->isLoaded() && Clock::now() - lastGone < std::chrono::seconds(5))
         loop->dispatchWithin(1000);
     EXPECT_FALSE(module->isLoaded());
