@@ -1,6 +1,7 @@
 #include "app/commandline.h"
 
 #include "app/listjob.h"
+#include "app/testjob.h"
 #include "base/platform/paths.h"
 
 #include <ostream>
@@ -20,8 +21,37 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
     for (int i = 1; i < argc; ++i)
     {
         std::string argument = argv[i];
+        auto takeValue = [&](std::string& into) -> bool
+        {
+            if (i + 1 >= argc)
+            {
+                result.error = argument + " needs a value";
+                return false;
+            }
+            into = argv[++i];
+            return true;
+        };
         if (argument == "--list")
             setJob(Job::kList, argument);
+        else if (argument == "--test")
+            setJob(Job::kTest, argument);
+        else if (argument == "--class")
+        {
+            if (!takeValue(result.testClass))
+                break;
+        }
+        else if (argument == "--select")
+        {
+            std::string path;
+            if (!takeValue(path))
+                break;
+            result.selections.push_back(path);
+        }
+        else if (argument == "--log")
+        {
+            if (!takeValue(result.logFile))
+                break;
+        }
         else if (argument == "--help" || argument == "-h")
             setJob(Job::kHelp, argument);
         else if (argument == "--version")
@@ -47,19 +77,35 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
         else
             result.folders.push_back(argument);
     }
-    if (result.error.empty() && !result.folders.empty() && result.job != Job::kList)
+    if (result.error.empty() && !result.folders.empty() && result.job != Job::kList &&
+        result.job != Job::kTest)
         result.error = "a folder is given without a job: " + result.folders.front();
+    bool testOptions =
+        !result.testClass.empty() || !result.selections.empty() || !result.logFile.empty();
+    if (result.error.empty() && testOptions && result.job != Job::kTest)
+        result.error = "--class, --select and --log belong to --test";
     return result;
 }
 
 void printUsage(std::ostream& out)
 {
     out << "Usage: Qel3PluginTestHost --list [FOLDER...] [--verbose] [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --test [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
+           "                          [--select PATH]... [--log FILE] [--config-dir DIR]\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
            "                     category, name, class identifier, vendor, version,\n"
            "                     sub-categories, location (separated by tabs)\n"
+           "  --test             build the conformity test tree for every class of the\n"
+           "                     modules found (a module file or package folder given is\n"
+           "                     scanned by itself), run it, print one verdict line per\n"
+           "                     test and a closing line \"N passed, N failed\"\n"
+           "  --class NAME-OR-CID  test only the class of that name or identifier\n"
+           "  --select PATH      run only this node of the tree with what lies below it,\n"
+           "                     such as \"Local Instances/Qel Gain\"; may be repeated\n"
+           "  --log FILE         write the test log to FILE instead of AutotestLog.txt in\n"
+           "                     the user data folder\n"
            "  --verbose, -v      tell on stderr, for each module, whether it came from the\n"
            "                     cache or was loaded, and why a module was skipped\n"
            "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"
@@ -70,7 +116,9 @@ void printUsage(std::ostream& out)
            "Default folders, in order: each entry of QEL3_PATH, ~/.qel3, /usr/local/lib/qel3,\n"
            "/usr/lib/qel3, the folder QEL3 beside the program, then its folder Components.\n"
            "\n"
-           "Exit status: 0 on success, 1 when no class was found, 2 for a usage error.\n";
+           "Exit status: 0 on success, 1 when no class was found (--list) or a test failed\n"
+           "(--test), 2 for a usage error and when --test finds no class, 130 when Ctrl-C\n"
+           "stopped a test run.\n";
 }
 
 int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
@@ -94,6 +142,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return kExitOk;
     case CommandLine::Job::kList:
         return runListJob(commandLine, out, err);
+    case CommandLine::Job::kTest:
+        return runTestJob(commandLine, out, err);
     case CommandLine::Job::kNone:
         break;
     }

@@ -17,12 +17,17 @@ struct CommandLine
         kHelp,
         kVersion,
         kList,
+        kTest,
     };
 
     Job job = Job::kNone;
     std::vector<std::string> folders;
     bool verbose = false;
     std::string configFolder;
+    // --test: the class to test (name or identifier), the nodes to run, the log file.
+    std::string testClass;
+    std::vector<std::string> selections;
+    std::string logFile;
     std::string error; // a usage error, naming the wrong argument
 
     /** Reads the arguments; on a usage error `error` is set. */
@@ -35,6 +40,7 @@ enum ExitCode : int
     kExitOk = 0,
     kExitFailure = 1,
     kExitUsage = 2,
+    kExitInterrupted = 130, // a run stopped by Ctrl-C, as shells report SIGINT
 };
 
 void printUsage(std::ostream& out);

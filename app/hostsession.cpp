@@ -1,6 +1,7 @@
 #include "app/hostsession.h"
 
-#include "base/fdefaults.h"
+#include "app/consoleuiservices.h"
+#include "app/tapplication.h"
 #include "base/platform/files.h"
 #include "base/platform/paths.h"
 #include "hosting/fcomponentregistry.h"
@@ -11,52 +12,58 @@
 namespace Quillmark
 {
 
-HostSession::HostSession(std::ostream& err, bool verbose)
-    : err(err), verbose(verbose), progress(isatty(STDOUT_FILENO) && isatty(STDERR_FILENO))
+HostSession::HostSession(std::ostream& err, bool verbose) : err(err), verbose(verbose)
 {
-    std::string folder = platform::userDataFolder();
-    preferences = new FDefaultPool(platform::joinPath(folder, "Defaults"));
-    std::string problem;
-    if (!preferences->load(&problem))
-        err << "Qel3PluginTestHost: " << problem << "\n";
-
-    registry = new FComponentRegistry;
-    registry->setPreferences(preferences);
-    registry->setScanListener([this](const ScanEvent& event) { onScanEvent(event); });
-    registry->setBootTextHandler([this](const std::string& text) { showProgress(text); });
+    // Progress only on a terminal, so that redirected output stays clean.
+    bool progress = isatty(STDOUT_FILENO) && isatty(STDERR_FILENO);
+    ui = std::make_unique<ConsoleUIServices>(err, progress
+                                                      ? ConsoleUIServices::BootText::kProgressLine
+                                                      : ConsoleUIServices::BootText::kSilent);
+    TApplication::StartupRecord record;
+    record.name = TApplication::displayNameFor(platform::executablePath());
+    application = new TApplication(record, *ui);
+    if (!application->initialize())
+    {
+        err << "Qel3PluginTestHost: the user data folder " << platform::userDataFolder()
+            << " cannot be made\n";
+        return;
+    }
+    application->initPreferences();
+    application->getRegistry().setScanListener([this](const ScanEvent& event)
+                                               { onScanEvent(event); });
 }
 
 HostSession::~HostSession()
 {
-    registry->close();
-    registry->release();
-    std::string problem;
-    if (!preferences->save(&problem))
-        err << "Qel3PluginTestHost: " << problem << "\n";
-    preferences->release();
+    application->release();
+    ui.reset();
+}
+
+FComponentRegistry& HostSession::getRegistry()
+{
+    return application->getRegistry();
+}
+
+FDefaultPool& HostSession::getPreferences()
+{
+    return application->getPreferences();
 }
 
 std::vector<std::string> HostSession::defaultFolders()
 {
-    std::vector<std::string> folders = platform::systemModuleFolders();
-    folders.push_back(platform::programModuleFolder());
-    return folders;
+    return TApplication::defaultScanFolders();
 }
 
 int HostSession::scan(const std::vector<std::string>& folders)
 {
+    if (application->isQuitRequested())
+        return 0;
     int found = 0;
     if (folders.empty())
-    {
-        for (const std::string& folder : defaultFolders())
-            found += registry->scanFolder(folder);
-        if (FDefaults* location = preferences->lookup("Location", 1, false))
-            if (location->getInt("Use Shared Components", 0) != 0)
-                found += registry->scanSharedComponents();
-        found += registry->scanComponentsFolder();
-    }
+        found = application->initScan(nullptr);
     else
     {
+        std::vector<std::string> existing;
         for (const std::string& folder : folders)
         {
             if (!platform::fileInfo(folder).isFolder)
@@ -66,36 +73,24 @@ int HostSession::scan(const std::vector<std::string>& folders)
             }
             // Absolute paths, so the cache recognises a module whatever the working folder.
             std::string absolute = platform::resolveLink(folder);
-            found += registry->scanFolder(absolute.empty() ? folder : absolute);
+            existing.push_back(absolute.empty() ? folder : absolute);
         }
+        found = application->initScan(&existing);
     }
-    showProgress({});
+    application->initFinish();
     return found;
-}
-
-void HostSession::showProgress(const std::string& text)
-{
-    if (!progress)
-        return;
-    // One line that rewrites itself; cleared when the scan ends.
-    err << "\r\033[K";
-    if (!text.empty())
-        err << "Scanning " << text.substr(0, 100);
-    err.flush();
-    progressShown = !text.empty();
 }
 
 void HostSession::onScanEvent(const ScanEvent& event)
 {
     if (event.kind == ScanEvent::kCacheProblem)
     {
-        showProgress({});
-        err << "Qel3PluginTestHost: " << event.path << ": " << event.detail << "\n";
+        ui->showMessage(event.path + ": " + event.detail);
         return;
     }
     if (!verbose)
         return;
-    showProgress({});
+    ui->setBootText({});
     switch (event.kind)
     {
     case ScanEvent::kFromCache:

@@ -1,17 +1,20 @@
-// What every command-line job needs first: the preference store loaded, a registry with the
-// folders scanned in the program's order, and a clean save at the end. Owned by the job.
+// What every command-line job needs first: the application started in its fixed order (the
+// preference store with safe-start, a registry with the folders scanned in the program's order)
+// and, at the end, its quit order with the preferences saved last. Owned by the job.
 #pragma once
 
-#include <functional>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace Quillmark
 {
 
+class ConsoleUIServices;
 class FComponentRegistry;
 class FDefaultPool;
+class TApplication;
 struct ScanEvent;
 
 class HostSession
@@ -23,25 +26,26 @@ public:
     HostSession(const HostSession&) = delete;
     HostSession& operator=(const HostSession&) = delete;
 
-    /** Scans the folders given, or the default folders in order when none are. */
+    /** Scans the folders given, or the default folders in order when none are. The first scan
+        also finishes the application's start-up. */
     int scan(const std::vector<std::string>& folders);
 
-    FComponentRegistry& getRegistry() { return *registry; }
-    FDefaultPool& getPreferences() { return *preferences; }
+    FComponentRegistry& getRegistry();
+    FDefaultPool& getPreferences();
+    TApplication& getApplication() { return *application; }
+    /** For answers given up front, e.g. from command-line options. */
+    ConsoleUIServices& getUIServices() { return *ui; }
 
     /** The folders scanned when none are given, in order. */
     static std::vector<std::string> defaultFolders();
 
 private:
     void onScanEvent(const ScanEvent& event);
-    void showProgress(const std::string& text);
 
     std::ostream& err;
     bool verbose;
-    bool progress;
-    bool progressShown = false;
-    FDefaultPool* preferences;
-    FComponentRegistry* registry;
+    std::unique_ptr<ConsoleUIServices> ui;
+    TApplication* application = nullptr;
 };
 
 } // namespace Quillmark

@@ -85,7 +85,7 @@ TEST_F(ListCommand, PrintsOneLinePerClassWithEveryField)
     ProgramRun result = run({"--list", modules});
     ASSERT_EQ(result.status, 0) << result.err;
     std::vector<std::string> out = lines(result.out);
-    ASSERT_EQ(out.size(), 3u) << result.out;
+    ASSERT_EQ(out.size(), 4u) << result.out;
     std::vector<std::string> gain = fields(out[0]);
     ASSERT_EQ(gain.size(), 7u) << out[0];
     EXPECT_EQ(gain[0], kAudioModuleClass);
@@ -170,7 +170,7 @@ TEST_F(ListCommand, DamagedFilesAreReportedAndTheirGoodEntriesKept)
     EXPECT_NE(damaged.err.find("Defaults"), std::string::npos) << damaged.err;
     EXPECT_NE(damaged.err.find("Module Cache"), std::string::npos) << damaged.err;
     EXPECT_NE(damaged.err.find("cached"), std::string::npos) << damaged.err;
-    EXPECT_EQ(lines(damaged.out).size(), 6u);
+    EXPECT_EQ(lines(damaged.out).size(), 7u);
 
     auto* pool = new FDefaultPool(defaults);
     EXPECT_TRUE(pool->load());

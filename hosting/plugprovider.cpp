@@ -33,12 +33,24 @@ PlugProvider::PlugProvider(FComponentRegistry* registry, const FUID& classId, bo
 
 PlugProvider::~PlugProvider()
 {
-    teardown();
+    destroyPlugIn();
     if (registry)
         registry->release();
 }
 
 bool PlugProvider::setup()
+{
+    return global ? createPlugIn() : true;
+}
+
+bool PlugProvider::teardown()
+{
+    if (global)
+        destroyPlugIn();
+    return true;
+}
+
+bool PlugProvider::createPlugIn()
 {
     if (!registry)
         return false;
@@ -90,7 +102,7 @@ void PlugProvider::connect(QelComponent* newComponent, QelEditController* newCon
     newController->guarded("connect", [&] { controllerPoint->connect(componentPoint); });
 }
 
-void PlugProvider::teardown()
+void PlugProvider::destroyPlugIn()
 {
     release(component, controller);
 }
@@ -121,7 +133,7 @@ void PlugProvider::release(QelComponent*& oldComponent, QelEditController*& oldC
 IComponent* PlugProvider::getComponent()
 {
     if (!global)
-        setup();
+        createPlugIn();
     IComponent* plug = component ? component->getComponent() : nullptr;
     if (plug && !component->guarded("addRef", [plug] { plug->addRef(); }))
         return nullptr;
@@ -146,7 +158,7 @@ tresult PlugProvider::releasePlugIn(IComponent* plug, IEditController* editContr
     if (editController && !guard.run("release", [editController] { editController->release(); }))
         problems.push_back(problem);
     if (!global)
-        teardown();
+        destroyPlugIn();
     return kResultOk;
 }
 

@@ -3,8 +3,8 @@
 // tree that runs a test over a class owns one provider; the provider owns both wrappers.
 #pragma once
 
-#include "base/fnode.h"
 #include "base/fuid.h"
+#include "hosting/ftestnode.h"
 #include "hosting/iplugprovider.h"
 #include "hosting/qelcomponent.h"
 #include "hosting/qeleditcontroller.h"
@@ -21,8 +21,8 @@ class FComponentRegistry;
 namespace Qel
 {
 
-/** The tree node class a provider hangs in; the test tree's own node class takes its place. */
-using PlugProviderNode = FNode;
+/** The tree node class a provider hangs in: each class's tests run below its providers. */
+using PlugProviderNode = FTestNode;
 
 class PlugProvider : public PlugProviderNode, public IPlugProvider, public IComponentHandler
 {
@@ -40,12 +40,18 @@ public:
     PlugProvider(const PlugProvider&) = delete;
     PlugProvider& operator=(const PlugProvider&) = delete;
 
+    /** As a node of the test tree: a global provider brings its one instance to life here
+        (true when there is a component) and takes it down in teardown; any other does nothing
+        in either, since each getComponent makes a fresh instance. */
+    bool setup() override;
+    bool teardown() override;
+
     /** Creates and initializes the component, then its controller (the same object for a united
         class, else the class it names), hands over the component handler and connects the two.
-        A setup over a living instance replaces it. True when there is a component. */
-    bool setup();
+        A call over a living instance replaces it. True when there is a component. */
+    bool createPlugIn();
     /** Disconnects the two halves and releases the controller, then the component. */
-    void teardown();
+    void destroyPlugIn();
 
     // IPlugProvider
     IComponent* getComponent() override;

@@ -199,6 +199,12 @@ inline constexpr const char* kRecordingThrowingIdName = "Recording Throwing Id";
 inline constexpr QelUid kRecordingPlainCid{0x2D87C2D9, 0x92914912, 0xB56CD733, 0x224FE88F};
 inline constexpr const char* kRecordingPlainName = "Recording Plain";
 
+// QelGain.qel3 also offers a class of category "Test Class" whose test factory adds the test
+// kQelGainTestName, which checks the gain and bypass parameters through IEditController.
+inline constexpr QelUid kQelGainTestsCid{0x1A2164EE, 0xE0F34E69, 0xB4A5972B, 0xD6CB5331};
+inline constexpr const char* kQelGainTestsName = "Qel Gain Tests";
+inline constexpr const char* kQelGainTestName = "Gain Parameter Mapping";
+
 } // namespace Examples
 } // namespace Qel
 } // namespace Quillmark

@@ -1,9 +1,10 @@
-// The entry points of the Qel Gain example module: its factory with two classes, and InitDll
+// The entry points of the Qel Gain example module: its factory with three classes, and InitDll
 // and ExitDll, which a module may export for work at load and unload time.
 #include "common/exampleids.h"
 #include "common/pluginfactory.h"
 #include "qelgaincontroller.h"
 #include "qelgainprocessor.h"
+#include "qelgaintests.h"
 
 #include <new>
 #include <type_traits>
@@ -41,6 +42,15 @@ constexpr ClassEntry kClasses[] = {
         .version = u"1.0.0",
         .sdkVersion = u"Qel 3.0.0",
         .create = createObject<Examples::QelGainController>,
+    },
+    {
+        .cid = Examples::kQelGainTestsCid,
+        .cardinality = PClassInfo::kManyInstances,
+        .category = kTestClass,
+        .name = u"Qel Gain Tests",
+        .version = u"1.0.0",
+        .sdkVersion = u"Qel 3.0.0",
+        .create = createObject<Examples::QelGainTestFactory>,
     },
 };
 

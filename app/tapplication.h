@@ -1,0 +1,140 @@
+// The one application object: gives the process its name, loads the preferences with safe-start,
+// scans the plug-in folders in the program's order, serves the command table until quit, and
+// tears down in a fixed order that writes the settings and saves the preferences last. Created
+// by the entry (or a command-line job), which also owns the user interface services it borrows.
+#pragma once
+
+#include "app/commandtable.h"
+#include "app/uiservices.h"
+#include "base/fobject.h"
+#include "base/fstring.h"
+
+#include <string>
+#include <vector>
+
+namespace Quillmark
+{
+
+class FComponentRegistry;
+class FDefaultPool;
+
+/** A class category shown on the information pages. */
+struct PluginCategory
+{
+    bool isInstrumentClass = false;
+    String categoryName; // the module class category, used as a filter
+    String displayName;
+};
+
+class TApplication : public CmObject
+{
+public:
+    static constexpr const char8* kVersion = "2.2.6";
+    static constexpr const char8* kBuild = "3";
+    static constexpr const char8* kDefaultName = "Qel3PluginTestHost";
+    /** Buttons of the safe-start question, in the order shown. */
+    enum SafeStartChoice
+    {
+        kDeletePreferences = 0,
+        kDisablePreferences = 1,
+        kUseCurrentPreferences = 2,
+    };
+    static constexpr const char8* kSafeStartQuestion = "safe-start";
+    static constexpr const char8* kQuitQuestion = "quit";
+
+    struct StartupRecord
+    {
+        int32 mode = 0;
+        std::string name;
+    };
+
+    /** The display name for an executable: its file name cut at the last dot (unless that dot
+        leads the name), then " Standalone"; empty for an empty name. */
+    static std::string displayNameFor(const std::string& executablePath);
+    /** The plug-in folders scanned first, in order; the shared and "Components" folders
+        follow them. */
+    static std::vector<std::string> defaultScanFolders();
+
+    /** The application of the process, or null. */
+    static TApplication* instance();
+
+    TApplication(const StartupRecord& record, IUIServices& ui);
+    ~TApplication() override;
+    TApplication(const TApplication&) = delete;
+    TApplication& operator=(const TApplication&) = delete;
+
+    /** Finds the user data folder and creates the registry and the preference store; false,
+        with quitRequested set, when the folder cannot be made. */
+    bool initialize();
+    /** Start-up, main loop until quit. The destructor does the rest. */
+    void run();
+    /** The whole start-up phase over the default folders. */
+    void init();
+    /** The phases of init, for jobs that scan folders of their own. */
+    void initPreferences();
+    /** Null scans the default folders in order; otherwise exactly the folders given. */
+    int32 initScan(const std::vector<std::string>* folders = nullptr);
+    void initFinish();
+    void open();
+
+    /** True when quitting may go ahead; may ask the user. */
+    bool canQuit(bool silently);
+    /** Asks canQuit and, on yes, ends the main loop. */
+    bool requestQuit();
+    bool isQuitRequested() const { return quitRequested; }
+    bool isPlatformQuit() const { return platformQuit; }
+
+    std::vector<Menu> createMenuBar() const;
+
+    /** "Interpret" and "CanInterpret" with the strings "category" and "name"; the answer goes
+        back as the integer "result". */
+    void notify(FMessage* message) override;
+
+    FComponentRegistry& getRegistry() { return *registry; }
+    FDefaultPool& getPreferences() { return *preferences; }
+    CommandTable& getCommandTable() { return commands; }
+    IUIServices& getUIServices() { return ui; }
+    const std::vector<PluginCategory>& getCategories() const { return categories; }
+    const std::string& getApplicationName() const { return applicationName; }
+    int32 getMode() const { return mode; }
+
+    bool getDontAskForQuit() const { return dontAskForQuit; }
+    /** Also stores the choice in the preferences. */
+    void setDontAskForQuit(bool state);
+    void setForceQuit(bool state) { forceQuit = state; }
+    bool isQuitConfirmed() const { return quitConfirmed; }
+    bool getReleaseHardwareInBackground() const { return releaseHardwareInBackground; }
+    bool getDisableCpuEnergySaving() const { return disableCpuEnergySaving; }
+    bool getParameterPopup() const { return parameterPopup; }
+
+    QEL_DECLARE_CLASS(TApplication, CmObject)
+
+private:
+    void registerCommands();
+    void loadPreferencesSafely();
+    void writeSettings();
+
+    IUIServices& ui;
+    int32 mode;
+    std::string applicationName;
+    bool quitRequested = false;
+    bool platformQuit = false;
+    bool initialized = false;
+    bool preferencesLoaded = false;
+    bool scanned = false;
+    bool openInProgress = false;
+    std::vector<PluginCategory> categories;
+    CommandTable commands;
+    FComponentRegistry* registry = nullptr;
+    FDefaultPool* preferences = nullptr;
+
+    bool releaseHardwareInBackground = false;
+    bool disableCpuEnergySaving = false;
+    bool dontAskForQuit = false;
+    bool forceQuit = false;
+    bool quitConfirmed = false;
+    bool parameterPopup = false;
+    bool tooltips = true;
+};
+
+} // namespace Quillmark

@@ -1,0 +1,69 @@
+// What the application needs from a user interface: the splash and its boot text, the menu bar
+// model, message boxes, questions and the modifier keys at start-up. The application borrows one
+// implementation; the console one serves command-line runs, a windowed one serves the desktop.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Quillmark
+{
+
+/** One entry of a menu: a command item, a separator or a submenu. */
+struct MenuItem
+{
+    std::string title;
+    std::string category; // the command run on selection, empty for plain items
+    std::string name;
+    int tag = 0;
+    bool separator = false;
+    std::vector<MenuItem> children; // a submenu when not empty
+
+    static MenuItem makeSeparator()
+    {
+        MenuItem item;
+        item.separator = true;
+        return item;
+    }
+};
+
+struct Menu
+{
+    std::string title;
+    bool isHelpMenu = false;
+    std::vector<MenuItem> items;
+};
+
+/** A question with buttons; the answer is the index of the button chosen. */
+struct Question
+{
+    std::string id;   // stable key, so that an answer can be given before it is asked
+    std::string text; // as shown to the user
+    std::vector<std::string> buttons;
+    int defaultButton = 0;
+};
+
+class IUIServices
+{
+public:
+    virtual ~IUIServices() = default;
+
+    virtual void showSplash() = 0;
+    virtual void closeSplash() = 0;
+    virtual bool isSplashOpen() const = 0;
+    /** True when a key or mouse event is waiting; it dismisses the splash. */
+    virtual bool hasPendingInput() const = 0;
+    /** A progress line in the splash. */
+    virtual void setBootText(const std::string& text) = 0;
+
+    virtual void setMenuBar(const std::vector<Menu>& menus) = 0;
+
+    virtual void showMessage(const std::string& text) = 0;
+    /** Answers the index of a button of `question`. */
+    virtual int ask(const Question& question) = 0;
+
+    /** Modifier keys held now: bit value 1 Ctrl, 2 Shift, 4 Alt. */
+    virtual int getModifierKeys() const = 0;
+};
+
+} // namespace Quillmark

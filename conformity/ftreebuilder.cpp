@@ -1,0 +1,104 @@
+#include "conformity/ftreebuilder.h"
+
+#include "hosting/fcomponentregistry.h"
+#include "hosting/plugprovider.h"
+
+namespace Quillmark
+{
+
+namespace
+{
+
+constexpr const char8* kAudioModuleCategory = "Audio Module Class";
+
+std::vector<std::string> splitPath(const std::string& path)
+{
+    std::vector<std::string> names;
+    for (size_t start = 0;;)
+    {
+        size_t slash = path.find('/', start);
+        names.push_back(path.substr(start, slash - start));
+        if (slash == std::string::npos)
+            return names;
+        start = slash + 1;
+    }
+}
+
+} // namespace
+
+FTreeBuilder::FTreeBuilder(FComponentRegistry& registry)
+    : registry(registry), groups(defaultTestGroups())
+{
+}
+
+std::vector<FTreeBuilder::TestGroup> FTreeBuilder::defaultTestGroups()
+{
+    // Each group of tests joins here, in tree order, once its tests exist, for example
+    // {"QEL3 Conformity/General", fillGeneralTests}.
+    return {};
+}
+
+bool FTreeBuilder::accepts(const FComponentDescription& description) const
+{
+    if (!description.available)
+        return false;
+    if (classFilter.empty())
+        return true;
+    if (description.getName().toUtf8() == classFilter)
+        return true;
+    // Both text forms of an identifier: plain, or in braces with dashes.
+    std::string plain;
+    for (char c : classFilter)
+        if (c != '{' && c != '}' && c != '-')
+            plain += c;
+    FUID cid;
+    return cid.fromString(plain.c_str()) && cid == description.getCid();
+}
+
+void FTreeBuilder::initialize(FTester&, FTestNode& root)
+{
+    struct Kind
+    {
+        const char8* name;
+        bool global;
+    };
+    constexpr Kind kKinds[] = {{"Global Instance", true}, {"Local Instances", false}};
+
+    std::vector<FComponentDescription*> classes;
+    registry.collectCategory(kAudioModuleCategory, classes);
+    for (const Kind& kind : kKinds)
+    {
+        auto* top = new FTestNode(kind.name);
+        root.addChild(top);
+        for (FComponentDescription* description : classes)
+        {
+            if (!description || !accepts(*description))
+                continue;
+            auto* classGroup = new FTestNode(description->getName());
+            auto* provider =
+                new Qel::PlugProvider(&registry, description->getCid(), kind.global, kind.name);
+            classGroup->addChild(provider);
+            buildProvider(*provider);
+            top->addChild(classGroup);
+        }
+    }
+}
+
+void FTreeBuilder::buildProvider(Qel::PlugProvider& provider) const
+{
+    for (const char8* category : kCategories)
+        provider.addChild(new FTestNode(category));
+    for (const TestGroup& group : groups)
+    {
+        std::vector<std::string> names = splitPath(group.path);
+        FTestNode* parent = &provider;
+        for (size_t index = 0; index + 1 < names.size(); ++index)
+            parent = parent->findOrAddGroup(String(names[index]));
+        auto* node = new FTestNode(String(names.back()));
+        parent->addChild(node);
+        if (group.fill)
+            group.fill(*node, provider);
+    }
+}
+
+} // namespace Quillmark
