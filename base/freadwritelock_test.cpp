@@ -1,4 +1,5 @@
 #include "base/freadwritelock.h"
+#include "base/testsupport.h"
 
 #include <gtest/gtest.h>
 
@@ -13,18 +14,7 @@ using namespace std::chrono_literals;
 namespace
 {
 
-/** Waits until `condition` holds, for at most five seconds; answers whether it held. */
-template <class Condition> bool eventually(Condition condition)
-{
-    auto deadline = std::chrono::steady_clock::now() + 5s;
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
+using Quillmark::testing::eventually;
 
 } // namespace
 

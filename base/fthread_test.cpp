@@ -1,4 +1,5 @@
 #include "base/fthread.h"
+#include "base/testsupport.h"
 
 #include "base/platform/threads.h"
 
@@ -18,17 +19,7 @@ using namespace std::chrono_literals;
 namespace
 {
 
-template <class Condition> bool eventually(Condition condition)
-{
-    auto deadline = std::chrono::steady_clock::now() + 5s;
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
+using Quillmark::testing::eventually;
 
 void untilStopped(FThread& self)
 {

@@ -1,3 +1,4 @@
+#include "base/testsupport.h"
 #include "base/updatehandler.h"
 
 #include <gtest/gtest.h>
@@ -134,17 +135,7 @@ public:
     std::atomic<int> calls{0};
 };
 
-template <class Condition> bool eventually(Condition condition)
-{
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+using Quillmark::testing::eventually;
 
 UpdateHandler& handler()
 {

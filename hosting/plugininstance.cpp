@@ -1,5 +1,7 @@
 #include "hosting/plugininstance.h"
 
+#include "hosting/fcomponentregistry.h"
+
 #include "hosting/qelhostcontext.h"
 #include "qel3/ipluginbase.h"
 
@@ -55,6 +57,19 @@ bool PlugInstance::initialize()
 String PlugInstance::getClassName() const
 {
     return description ? description->getName() : String();
+}
+
+FUnknown* PlugInstance::createObject(FComponentRegistry& registry, const FUID& cid,
+                                     FComponentDescription*& description,
+                                     const ProblemHandler& onProblem)
+{
+    FUnknown* object = registry.createInstance(cid);
+    description = registry.findByCid(cid);
+    // The registry has caught what the factory threw; the user learns it here.
+    if (!object && description && onProblem &&
+        description->lastError.find(kPluginExceptionText) != std::string::npos)
+        onProblem(description->lastError);
+    return object;
 }
 
 void PlugInstance::reportProblem(const std::string& message)

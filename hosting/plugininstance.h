@@ -13,6 +13,7 @@
 
 namespace Quillmark
 {
+class FComponentRegistry;
 namespace Qel
 {
 
@@ -84,6 +85,13 @@ public:
 
 protected:
     void reportProblem(const std::string& message);
+
+    /** Asks the registry for a new object of class `cid` (one reference for the caller) and
+        its description. When creation failed because the factory threw, `onProblem` hears the
+        user's message. */
+    static FUnknown* createObject(FComponentRegistry& registry, const FUID& cid,
+                                  FComponentDescription*& description,
+                                  const ProblemHandler& onProblem);
 
 private:
     FComponentDescription* description;

@@ -30,16 +30,10 @@ QelComponent::~QelComponent()
 QelComponent* QelComponent::create(FComponentRegistry& registry, const FUID& cid,
                                    ProblemHandler onProblem)
 {
-    FUnknown* object = registry.createInstance(cid);
-    FComponentDescription* description = registry.findByCid(cid);
+    FComponentDescription* description = nullptr;
+    FUnknown* object = createObject(registry, cid, description, onProblem);
     if (!object)
-    {
-        // The registry has caught what the factory threw; the user learns it here.
-        if (description && onProblem &&
-            description->lastError.find(kPluginExceptionText) != std::string::npos)
-            onProblem(description->lastError);
         return nullptr;
-    }
     auto* wrapper = new QelComponent(object, description, std::move(onProblem));
     const bool initialized = wrapper->initialize();
     if (!initialized)

@@ -52,15 +52,10 @@ void QelEditController::queryFurtherInterfaces()
 QelEditController* QelEditController::create(FComponentRegistry& registry, const FUID& cid,
                                              ProblemHandler onProblem)
 {
-    FUnknown* object = registry.createInstance(cid);
-    FComponentDescription* description = registry.findByCid(cid);
+    FComponentDescription* description = nullptr;
+    FUnknown* object = createObject(registry, cid, description, onProblem);
     if (!object)
-    {
-        if (description && onProblem &&
-            description->lastError.find(kPluginExceptionText) != std::string::npos)
-            onProblem(description->lastError);
         return nullptr;
-    }
     auto* wrapper = new QelEditController(object, description, std::move(onProblem));
     if (!wrapper->initialize())
     {
