@@ -147,8 +147,9 @@ FComponentDescription* FComponentRegistry::findByCid(const FUID& cid) const
     return nullptr;
 }
 
-FComponentDescription* FComponentRegistry::findByCategoryAndName(const ConstString& category,
-                                                                 const ConstString& name) const
+FComponentDescription*
+FComponentRegistry::findInCategory(const ConstString& category,
+                                   const std::function<bool(FComponentDescription*)>& match) const
 {
     bool inRun = false;
     for (FComponentDescription* description : descriptions)
@@ -156,50 +157,34 @@ FComponentDescription* FComponentRegistry::findByCategoryAndName(const ConstStri
         if (description->category == category)
         {
             inRun = true;
-            if (description->name.compare(name, false) == 0)
+            if (match(description))
                 return description;
         }
         else if (inRun)
             break;
     }
     return nullptr;
+}
+
+FComponentDescription* FComponentRegistry::findByCategoryAndName(const ConstString& category,
+                                                                 const ConstString& name) const
+{
+    return findInCategory(category, [&](FComponentDescription* description)
+                          { return description->name.compare(name, false) == 0; });
 }
 
 FComponentDescription* FComponentRegistry::findByCategoryAndIndex(const ConstString& category,
                                                                   int32 index) const
 {
-    bool inRun = false;
     int32 position = 0;
-    for (FComponentDescription* description : descriptions)
-    {
-        if (description->category == category)
-        {
-            inRun = true;
-            if (position++ == index)
-                return description;
-        }
-        else if (inRun)
-            break;
-    }
-    return nullptr;
+    return findInCategory(category, [&](FComponentDescription*) { return position++ == index; });
 }
 
 FComponentDescription* FComponentRegistry::findByCategoryAndNumber(const ConstString& category,
                                                                    int32 number) const
 {
-    bool inRun = false;
-    for (FComponentDescription* description : descriptions)
-    {
-        if (description->category == category)
-        {
-            inRun = true;
-            if (description->componentNumber == number)
-                return description;
-        }
-        else if (inRun)
-            break;
-    }
-    return nullptr;
+    return findInCategory(category, [&](FComponentDescription* description)
+                          { return description->componentNumber == number; });
 }
 
 int32 FComponentRegistry::countInCategory(const ConstString& category)
@@ -212,20 +197,14 @@ int32 FComponentRegistry::countInCategory(const ConstString& category)
 int32 FComponentRegistry::collectCategory(const ConstString& category,
                                           std::vector<FComponentDescription*>& list) const
 {
-    int32 count = 0;
-    bool inRun = false;
-    for (FComponentDescription* description : descriptions)
-    {
-        if (description->category == category)
-        {
-            inRun = true;
-            list.push_back(description);
-            ++count;
-        }
-        else if (inRun)
-            break;
-    }
-    return count;
+    size_t before = list.size();
+    findInCategory(category,
+                   [&](FComponentDescription* description)
+                   {
+                       list.push_back(description);
+                       return false;
+                   });
+    return int32(list.size() - before);
 }
 
 FUnknown* FComponentRegistry::createInstance(const FUID& cid, FUnknown* outer)

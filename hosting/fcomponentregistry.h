@@ -94,6 +94,12 @@ protected:
 private:
     struct ClassRecord;
 
+    /** The first description of the category's run that `match` accepts, or null. The list
+        is sorted by category, so the walk ends behind the run. */
+    FComponentDescription*
+    findInCategory(const ConstString& category,
+                   const std::function<bool(FComponentDescription*)>& match) const;
+
     bool isAccepted(const ConstString& category) const;
     bool isBlocked(const ConstString& category) const;
     /** Reads class `index` through the best interface the factory has. */
