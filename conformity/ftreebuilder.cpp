@@ -1,7 +1,9 @@
 #include "conformity/ftreebuilder.h"
 
+#include "conformity/qeltestbase.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/plugprovider.h"
+#include "hosting/qelhostcontext.h"
 
 namespace Quillmark
 {
@@ -82,6 +84,8 @@ void FTreeBuilder::initialize(FTester&, FTestNode& root)
             top->addChild(classGroup);
         }
     }
+    Qel::QelTestBase::setHostContext(
+        static_cast<Qel::IHostApplication*>(Qel::QelHostContext::instance()));
 }
 
 void FTreeBuilder::buildProvider(Qel::PlugProvider& provider) const

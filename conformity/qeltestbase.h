@@ -37,6 +37,10 @@ public:
     uint32 addRef() override { return FObject::addRef(); }
     uint32 release() override { return FObject::release(); }
 
+    /** The host context that tests hand to `initialize`; the tree builder stores it. */
+    static FUnknown* getHostContext() { return hostContext; }
+    static void setHostContext(FUnknown* context) { hostContext = context; }
+
 protected:
     /** Adds the first message of a test that reports one: a line with the test's name. */
     void addBanner(ITestResult* result) const;
@@ -44,6 +48,9 @@ protected:
     IPlugProvider* provider = nullptr;
     IComponent* plug = nullptr;
     IEditController* controller = nullptr;
+
+private:
+    static inline FUnknown* hostContext = nullptr;
 };
 
 class QelTestEnh : public QelTestBase

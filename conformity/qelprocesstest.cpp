@@ -1,0 +1,90 @@
+#include "conformity/qelprocesstest.h"
+
+namespace Quillmark
+{
+namespace Qel
+{
+
+QelProcessTest::QelProcessTest(IPlugProvider* provider, int32 symbolicSampleSize)
+    : QelTestEnh(provider, symbolicSampleSize), buffers(symbolicSampleSize)
+{
+}
+
+bool QelProcessTest::setup()
+{
+    if (!QelTestEnh::setup() || !plug || !audioEffect)
+        return false;
+    if (data().symbolicSampleSize != processSetup.symbolicSampleSize)
+        return false;
+    if (audioEffect->canProcessSampleSize(processSetup.symbolicSampleSize) != kResultOk)
+        return true;
+    // A refused preparation (an arrangement, a setup) shows in run, not here.
+    prepareProcessing();
+    return plug->setActive(true) == kResultOk;
+}
+
+bool QelProcessTest::teardown()
+{
+    unprepareProcessing();
+    if (plug && plug->setActive(false) != kResultOk)
+        return false;
+    return QelTestEnh::teardown();
+}
+
+bool QelProcessTest::prepareProcessing()
+{
+    if (!plug || !audioEffect)
+        return false;
+    if (audioEffect->setupProcessing(processSetup) != kResultOk)
+        return false;
+    buffers.prepare(*plug, processSetup.symbolicSampleSize, processSetup.maxSamplesPerBlock);
+    return true;
+}
+
+bool QelProcessTest::unprepareProcessing()
+{
+    buffers.release();
+    return true;
+}
+
+bool QelProcessTest::canProcess(ITestResult* result)
+{
+    if (!result || !audioEffect || data().symbolicSampleSize != processSetup.symbolicSampleSize)
+        return false;
+    if (audioEffect->canProcessSampleSize(processSetup.symbolicSampleSize) == kResultOk)
+        return true;
+    result->addMessage(processSetup.symbolicSampleSize == kSample64
+                           ? "64bit Audio Processing not supported."
+                           : "32bit Audio Processing not supported.");
+    return false;
+}
+
+bool QelProcessTest::run(ITestResult* result)
+{
+    if (!result || !audioEffect || data().symbolicSampleSize != processSetup.symbolicSampleSize)
+        return false;
+    if (!canProcess(result))
+        return true;
+    audioEffect->setProcessing(true);
+    for (int pass = 0; pass < 3; ++pass)
+    {
+        if (!preProcess(result))
+            return false;
+        if (audioEffect->process(data()) != kResultOk)
+        {
+            audioEffect->setProcessing(false);
+            result->addErrorMessage("IAudioProcessor::process (..) failed.");
+            return false;
+        }
+        if (!postProcess(result))
+        {
+            audioEffect->setProcessing(false);
+            return false;
+        }
+    }
+    audioEffect->setProcessing(false);
+    return true;
+}
+
+} // namespace Qel
+} // namespace Quillmark
