@@ -29,6 +29,15 @@ void FAutotestLog::remove()
     std::filesystem::remove(path, ignored);
 }
 
+void FAutotestLog::close()
+{
+    if (file)
+    {
+        std::fclose(file);
+        file = nullptr;
+    }
+}
+
 const char8* FAutotestLog::verdictText(int32 summaryStatus)
 {
     switch (summaryStatus)

@@ -33,6 +33,8 @@ public:
 
     /** Closes and deletes the file. */
     void remove();
+    /** Closes the file and keeps it; the next line written appends. */
+    void close();
     /** Appends the result of `node`; false when the file cannot be written. */
     bool write(const FTestNode& node);
 

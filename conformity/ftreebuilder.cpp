@@ -33,6 +33,11 @@ FTreeBuilder::FTreeBuilder(FComponentRegistry& registry)
 {
 }
 
+FTreeBuilder::FTreeBuilder(FComponentRegistry& registry, std::vector<TestGroup> groups)
+    : registry(registry), groups(std::move(groups))
+{
+}
+
 std::vector<FTreeBuilder::TestGroup> FTreeBuilder::defaultTestGroups()
 {
     // Each group of tests joins here, in tree order, once its tests exist, for example

@@ -36,6 +36,8 @@ public:
 
     /** `registry` is borrowed and must outlive the tree. */
     explicit FTreeBuilder(FComponentRegistry& registry);
+    /** With exactly `groups` below every provider instead of the finished tree's. */
+    FTreeBuilder(FComponentRegistry& registry, std::vector<TestGroup> groups);
 
     /** Only classes whose name or identifier text equals `nameOrCid`; empty for all. */
     void setClassFilter(const std::string& nameOrCid) { classFilter = nameOrCid; }
