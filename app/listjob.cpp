@@ -9,28 +9,34 @@
 namespace Quillmark
 {
 
-void printClassList(const FComponentRegistry& registry, std::ostream& out)
+int printClassList(const FComponentRegistry& registry, std::ostream& out)
 {
+    // The program's own compiled-in classes are not what a module declares: only module
+    // classes are listed.
+    int listed = 0;
     for (int32 index = 0; index < registry.countDescriptions(); ++index)
     {
-        FComponentDescription* description = registry.getDescription(index);
-        std::string location = description->location.toUtf8();
-        if (auto* component = FCast<FPluginComponent>(description))
-            location = component->getModulePath();
+        auto* component = FCast<FPluginComponent>(registry.getDescription(index));
+        if (!component)
+            continue;
+        FComponentDescription* description = component;
+        std::string location = component->getModulePath();
+        ++listed;
         out << description->getCategory().toUtf8() << '\t' << description->getName().toUtf8()
             << '\t' << description->getCid().toRegistryString() << '\t'
             << description->getVendor().toUtf8() << '\t' << description->getVersion().toUtf8()
             << '\t' << description->subCategories.toUtf8() << '\t' << location << '\n';
     }
+    return listed;
 }
 
 int runListJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
 {
     HostSession session(err, commandLine.verbose);
     session.scan(commandLine.folders);
-    printClassList(session.getRegistry(), out);
+    int listed = printClassList(session.getRegistry(), out);
     out.flush();
-    if (session.getRegistry().countDescriptions() == 0)
+    if (listed == 0)
     {
         err << "Qel3PluginTestHost: no class found\n";
         return kExitFailure;

@@ -12,6 +12,6 @@ class FComponentRegistry;
 int runListJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err);
 
 /** Prints the registry, one tab-separated line per class, in registry order. */
-void printClassList(const FComponentRegistry& registry, std::ostream& out);
+int printClassList(const FComponentRegistry& registry, std::ostream& out);
 
 } // namespace Quillmark

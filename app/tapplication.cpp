@@ -1,4 +1,5 @@
 #include "app/tapplication.h"
+#include "base/fzlibcompressor.h"
 
 #include "base/fdefaults.h"
 #include "base/fmessage.h"
@@ -22,6 +23,8 @@ TApplication* theApplication = nullptr;
 
 constexpr const char8* kApplicationGroup = "Application";
 constexpr const char8* kBaiosGroup = "BAIOS";
+constexpr int32 kMaxInt32 = 2147483647;
+const FUID kZlibCompressorCid(0x9D1E5C37, 0x2F804B61, 0xA3C7E018, 0x6B45D2F9);
 constexpr const char8* kLocationGroup = "Location";
 constexpr uint32_t kSplashMinimumMs = 8000;
 constexpr int kSafeStartModifiers = 7; // Ctrl + Shift + Alt
@@ -175,6 +178,9 @@ void TApplication::initPreferences()
 {
     if (!initialized || quitRequested || preferencesLoaded)
         return;
+    // The program's own classes come first, so a module can never take their place.
+    registry->addCompiledInClass(FZlibCompressor::kCategory, FZlibCompressor::kName, kMaxInt32,
+                                 FZlibCompressor::create, nullptr, kZlibCompressorCid);
     loadPreferencesSafely();
     preferencesLoaded = true;
     dontAskForQuit = readFlag(*preferences, kApplicationGroup, "DontAskForQuit");

@@ -3,6 +3,8 @@
 #include "app/tapplication.h"
 #include "base/fdefaults.h"
 #include "base/fmessage.h"
+#include "base/fstreams.h"
+#include "base/icompressionengine.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/qelhostcontext.h"
 #include "hosting/testsupport.h"
@@ -196,6 +198,29 @@ TEST_F(Application, RunStartsInOrderAndQuitsThroughTheQueuedCommand)
     EXPECT_EQ(app->getCategories()[1].categoryName, ConstString("Component Controller Class"));
     EXPECT_FALSE(app->getCategories()[1].isInstrumentClass);
     EXPECT_NE(app->getRegistry().findByCid(FUID(kQelGainCid)), nullptr);
+    app->release();
+}
+
+TEST_F(Application, TheCompressionEngineIsAClassOfItsOwnCategory)
+{
+    TApplication* app = start();
+    std::vector<FComponentDescription*> engines;
+    ASSERT_EQ(app->getRegistry().collectCategory("Compression Engine", engines), 1);
+    EXPECT_EQ(engines[0]->getName(), ConstString("Zlib Compressor"));
+    FUnknown* object = app->getRegistry().createInstance(engines[0]->getCid());
+    ASSERT_NE(object, nullptr);
+    void* answer = nullptr;
+    ASSERT_EQ(object->queryInterface(ICompressionEngine::iid.bytes, &answer), kResultOk);
+    auto* engine = static_cast<ICompressionEngine*>(answer);
+    std::string text(1000, 'x');
+    FMemoryStream source(text.data(), int64(text.size())), packed, unpacked;
+    ASSERT_EQ(engine->compress(&source, &packed, 9), kResultOk);
+    EXPECT_LT(packed.size(), 100);
+    packed.seek(0, IBStream::kIBSeekSet);
+    ASSERT_EQ(engine->decompress(&packed, &unpacked), kResultOk);
+    EXPECT_EQ(std::string(unpacked.data(), size_t(unpacked.size())), text);
+    engine->release();
+    object->release();
     app->release();
 }
 
