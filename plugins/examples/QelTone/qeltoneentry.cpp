@@ -1,5 +1,6 @@
 // The entry point of the Qel Tone example module. It shows the oldest form of module: a factory
-// that answers only IPluginFactory, 8-bit class records, and no InitDll or ExitDll.
+// that answers only IPluginFactory, 8-bit class records, and no InitDll or ExitDll. The class
+// itself is a complete generator.
 #include "common/exampleids.h"
 #include "common/pluginfactory.h"
 #include "qeltone.h"
@@ -27,7 +28,7 @@ constexpr ClassEntry kClasses[] = {
         .cardinality = PClassInfo::kManyInstances,
         .category = kAudioModuleClass,
         .name = u"Qel Tone",
-        .subCategories = "Instrument|Synth",
+        .subCategories = "Generator",
         .version = u"1.0.0",
         .create = createObject<Examples::QelTone>,
     },
