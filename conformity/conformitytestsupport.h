@@ -51,6 +51,8 @@ protected:
     {
         closeTree();
         FTester* tester = FTester::instance();
+        // The tester is process-wide: what this run changes is put back when it closes.
+        rememberedSettings = tester->getRememberSettings();
         tester->setRememberSettings(false);
         auto builder = std::make_unique<FTreeBuilder>(*registry, groups);
         builder->setClassFilter(className);
@@ -88,11 +90,13 @@ protected:
         controller->release();
         controller = nullptr;
         FTester::instance()->removeInitializers();
+        FTester::instance()->setRememberSettings(rememberedSettings);
     }
 
     TempFolder temp;
     FComponentRegistry* registry = nullptr;
     FUnitTestingDialogController* controller = nullptr;
+    bool rememberedSettings = true;
 };
 
 } // namespace Quillmark::testing

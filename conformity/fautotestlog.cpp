@@ -72,6 +72,8 @@ bool FAutotestLog::write(const FTestNode& node)
     const size_t total = node.getMessages().size() + node.getErrors().size();
     const bool showProgress = total > kProgressThreshold && progress;
     size_t done = 0;
+    if (showProgress)
+        progress(0, total);
     auto step = [&]
     {
         if (showProgress && ++done % kProgressStep == 0)
@@ -87,6 +89,8 @@ bool FAutotestLog::write(const FTestNode& node)
         ok = writeLine("  ->ERROR: ", error) && ok;
         step();
     }
+    if (showProgress)
+        progress(total, total);
     // Flushed per test, so a run that is stopped or crashes keeps what ran.
     return std::fflush(file) == 0 && ok;
 }

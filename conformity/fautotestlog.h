@@ -19,7 +19,9 @@ public:
     static constexpr size_t kProgressThreshold = 10000;
     static constexpr size_t kProgressStep = 100;
 
-    /** Called with the lines written so far and the total, every kProgressStep lines. */
+    /** Told of the writing of a test with more than kProgressThreshold lines: (0, total)
+        before the first line, the lines written so far every kProgressStep lines, and
+        (total, total) after the last. */
     using Progress = std::function<void(size_t done, size_t total)>;
 
     /** `path` empty: "AutotestLog.txt" in the user data folder. */

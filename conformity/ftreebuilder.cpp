@@ -28,21 +28,9 @@ std::vector<std::string> splitPath(const std::string& path)
 
 } // namespace
 
-FTreeBuilder::FTreeBuilder(FComponentRegistry& registry)
-    : registry(registry), groups(defaultTestGroups())
-{
-}
-
 FTreeBuilder::FTreeBuilder(FComponentRegistry& registry, std::vector<TestGroup> groups)
     : registry(registry), groups(std::move(groups))
 {
-}
-
-std::vector<FTreeBuilder::TestGroup> FTreeBuilder::defaultTestGroups()
-{
-    // Each group of tests joins here, in tree order, once its tests exist, for example
-    // {"QEL3 Conformity/General", fillGeneralTests}.
-    return {};
 }
 
 bool FTreeBuilder::accepts(const FComponentDescription& description) const

@@ -1,6 +1,7 @@
 #include "conformity/funittestingdialogcontroller.h"
 
 #include "base/uintvalues.h"
+#include "base/ustringlistvalue.h"
 
 #include <limits>
 
@@ -28,6 +29,20 @@ FUnitTestingDialogController::FUnitTestingDialogController(FTester& tester, std:
     adopt(new UIntValue("enableAll", kEnableAllTag));
     adopt(new UIntValue("disableAll", kDisableAllTag));
     adopt(new UIntValue("close", kCloseTag));
+    errorList = adopt(new UStringListValue("errorList"));
+    messageList = adopt(new UStringListValue("messageList"));
+    log.setProgress(
+        [this](size_t done, size_t total)
+        {
+            if (!savingProgress)
+                return;
+            if (done == 0)
+                savingProgress->open("Saving results", "Please wait...");
+            else if (done == total)
+                savingProgress->close();
+            else
+                savingProgress->step(done, total);
+        });
     tester.setObserver(this);
     tester.open();
 }
@@ -87,8 +102,69 @@ void FUnitTestingDialogController::onValueChanged(UValue* value)
     }
 }
 
+void FUnitTestingDialogController::setSelection(std::vector<FTestNode*> nodes)
+{
+    selection = std::move(nodes);
+    if (!running)
+        fillLists();
+}
+
+void FUnitTestingDialogController::clearLists()
+{
+    errorList->removeAll();
+    messageList->removeAll();
+}
+
+void FUnitTestingDialogController::addNodeResults(FTestNode& node, bool withDescription)
+{
+    if (withDescription)
+        if (const char8* description = node.getDescription())
+        {
+            // One row per line of the description.
+            std::string text(description);
+            for (size_t start = 0;;)
+            {
+                size_t end = text.find('\n', start);
+                messageList->addString(String(text.substr(start, end - start)));
+                if (end == std::string::npos)
+                    break;
+                start = end + 1;
+            }
+        }
+    for (const String& message : node.getMessages())
+        messageList->addString(message);
+    for (const String& error : node.getErrors())
+        errorList->addString(error);
+}
+
+void FUnitTestingDialogController::fillLists()
+{
+    clearLists();
+    for (FTestNode* node : selection)
+        if (node)
+            addNodeResults(*node, true);
+    if (selection.size() != 1 || !selection.front())
+        return;
+    // A single selected group also shows everything below it, in tree order.
+    struct Walk
+    {
+        FUnitTestingDialogController& controller;
+        void below(FTestNode& node)
+        {
+            for (int32 index = 0; index < node.countChildren(); ++index)
+                if (auto* child = FCast<FTestNode>(node.getChild(index)))
+                {
+                    controller.addNodeResults(*child, false);
+                    below(*child);
+                }
+        }
+    } walk{*this};
+    walk.below(*selection.front());
+}
+
 void FUnitTestingDialogController::runAll()
 {
+    clearLists();
     log.remove();
     running = true;
     tester->runAll();
@@ -98,6 +174,7 @@ void FUnitTestingDialogController::runAll()
 void FUnitTestingDialogController::runSelected()
 {
     log.remove();
+    clearLists();
     running = true;
     for (FTestNode* node : selection)
         if (node && (node->countChildren() > 0 || node->getTest()))

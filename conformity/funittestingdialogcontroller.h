@@ -14,6 +14,17 @@ namespace Quillmark
 {
 
 class UIntValue;
+class UStringListValue;
+
+/** Shows that the results of a test with very many lines are being saved. */
+class ISavingProgress
+{
+public:
+    virtual ~ISavingProgress() = default;
+    virtual void open(const char8* title, const char8* text) = 0;
+    virtual void step(size_t done, size_t total) = 0;
+    virtual void close() = 0;
+};
 
 class FUnitTestingDialogController : public UValueContainer, public ITesterObserver
 {
@@ -36,8 +47,11 @@ public:
     /** Detaches from the tester and closes it, which stores the settings. Also tag 1. */
     void close();
 
-    /** The nodes selected in the tree view, in order (borrowed). */
-    void setSelection(std::vector<FTestNode*> nodes) { selection = std::move(nodes); }
+    /** The nodes selected in the tree view, in order (borrowed). Outside a run, the lists
+        "messageList" and "errorList" then show what the selection reported. */
+    void setSelection(std::vector<FTestNode*> nodes);
+    /** Borrowed; null shows nothing. */
+    void setSavingProgress(ISavingProgress* presenter) { savingProgress = presenter; }
     /** Polled before every node; a true answer stops the run there. */
     void setCancelPredicate(std::function<bool()> predicate)
     {
@@ -63,6 +77,9 @@ public:
 private:
     void runAll();
     void runSelected();
+    void clearLists();
+    void fillLists();
+    void addNodeResults(FTestNode& node, bool withDescription);
 
     FTester* tester;
     FAutotestLog log;
@@ -70,6 +87,9 @@ private:
     std::function<bool()> cancelPredicate;
     std::function<void(const FTestNode&)> testListener;
     UIntValue* numTests = nullptr;
+    UStringListValue* errorList = nullptr;
+    UStringListValue* messageList = nullptr;
+    ISavingProgress* savingProgress = nullptr;
     mutable bool numTestsKnown = false;
     bool running = false;
 };

@@ -1,0 +1,16 @@
+#include "conformity/ftreebuilder.h"
+
+namespace Quillmark
+{
+
+FTreeBuilder::FTreeBuilder(FComponentRegistry& registry)
+    : FTreeBuilder(registry, defaultTestGroups())
+{
+}
+
+std::vector<FTreeBuilder::TestGroup> FTreeBuilder::defaultTestGroups()
+{
+    return {};
+}
+
+} // namespace Quillmark
