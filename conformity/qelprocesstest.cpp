@@ -47,9 +47,15 @@ bool QelProcessTest::unprepareProcessing()
     return true;
 }
 
+bool QelProcessTest::isReady(ITestResult* result) const
+{
+    return result && audioEffect &&
+           buffers.data().symbolicSampleSize == processSetup.symbolicSampleSize;
+}
+
 bool QelProcessTest::canProcess(ITestResult* result)
 {
-    if (!result || !audioEffect || data().symbolicSampleSize != processSetup.symbolicSampleSize)
+    if (!isReady(result))
         return false;
     if (audioEffect->canProcessSampleSize(processSetup.symbolicSampleSize) == kResultOk)
         return true;
@@ -61,7 +67,7 @@ bool QelProcessTest::canProcess(ITestResult* result)
 
 bool QelProcessTest::run(ITestResult* result)
 {
-    if (!result || !audioEffect || data().symbolicSampleSize != processSetup.symbolicSampleSize)
+    if (!isReady(result))
         return false;
     if (!canProcess(result))
         return true;

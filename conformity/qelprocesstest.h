@@ -37,6 +37,9 @@ public:
     virtual bool postProcess(ITestResult* result) { return true; }
 
 protected:
+    /** Whether run has what it needs: a result object, the processor, and a record whose sample
+        size is the setup's. Without them a run fails at once, with no message. */
+    bool isReady(ITestResult* result) const;
     /** Whether the plug-in takes the test's sample size; says so in `result` when not. False
         without a result or processor, or when the record's size differs from the setup's. */
     bool canProcess(ITestResult* result);

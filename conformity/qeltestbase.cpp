@@ -15,6 +15,9 @@ QelTestBase::QelTestBase(IPlugProvider* provider) : provider(provider)
 
 QelTestBase::~QelTestBase()
 {
+    // A teardown that failed may have kept the plug-in: it goes back now, with the test.
+    if (provider && (plug || controller))
+        provider->releasePlugIn(plug, controller);
     if (provider)
         provider->release();
 }
@@ -65,6 +68,12 @@ tresult QelTestBase::queryInterface(const TUID iid, void** obj)
 QelTestEnh::QelTestEnh(IPlugProvider* provider, int32 symbolicSampleSize)
     : QelTestBase(provider), processSetup{kRealtime, symbolicSampleSize, 8192, 44100.0}
 {
+}
+
+QelTestEnh::~QelTestEnh()
+{
+    if (audioEffect)
+        audioEffect->release();
 }
 
 bool QelTestEnh::setup()

@@ -57,6 +57,7 @@ class QelTestEnh : public QelTestBase
 {
 public:
     QelTestEnh(IPlugProvider* provider, int32 symbolicSampleSize);
+    ~QelTestEnh() override;
 
     /** The base setup, then the audio processor; false when either is missing. */
     bool setup() override;
