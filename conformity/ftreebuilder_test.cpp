@@ -63,7 +63,10 @@ protected:
     void build(const std::string& filter = {}, bool withGroup = true)
     {
         tester->setRememberSettings(false);
-        auto builder = std::make_unique<FTreeBuilder>(*registry);
+        auto builder =
+            withGroup
+                ? std::make_unique<FTreeBuilder>(*registry, std::vector<FTreeBuilder::TestGroup>())
+                : std::make_unique<FTreeBuilder>(*registry);
         builder->setClassFilter(filter);
         if (withGroup)
         {
@@ -120,7 +123,75 @@ TEST_F(TreeOverModules, BothKindsHoldEveryAudioClassInRegistryOrder)
     EXPECT_EQ(childNames(
                   findPath(gainGroup + "/Global Instance/Special Features/Audio Processing 64bit")),
               (std::vector<std::string>{"Automation", "Automation 2"}));
-    EXPECT_TRUE(FTreeBuilder::defaultTestGroups().empty());
+}
+
+TEST_F(TreeOverModules, TheFinishedTreeHoldsEveryGroupInItsPlace)
+{
+    build(kRecordingComponentName, false);
+    const std::string provider =
+        std::string("Local Instances/") + kRecordingComponentName + "/Local Instances";
+    auto names = [&](const std::string& path) { return childNames(findPath(provider + path)); };
+    using Names = std::vector<std::string>;
+    const Names processing = {"Process Test",
+                              "Silence Flags",
+                              "Silence Processing",
+                              "Check Tail processing",
+                              "Parameters Flush (no Buffer)",
+                              "Variable Block Size",
+                              "Process Format",
+                              "Process function running in another thread"};
+
+    EXPECT_EQ(names("/QEL3 Conformity"),
+              (Names{"General", "Audio Processing 32bit", "Bus handling", "Unit Info",
+                     "State Transitions", "Note Expression"}));
+    EXPECT_EQ(names("/QEL3 Conformity/General"),
+              (Names{"Scan Editor Classes", "Scan Parameters", "MIDI Mapping",
+                     "Terminate/Initialize", "Suspend/Resume"}));
+    Names conformity32 = processing;
+    conformity32.insert(conformity32.end(), {"Automation", "Speaker Arrangements"});
+    EXPECT_EQ(names("/QEL3 Conformity/Audio Processing 32bit"), conformity32);
+    EXPECT_EQ(
+        names("/QEL3 Conformity/Bus handling"),
+        (Names{"Scan Busses", "Bus Consistency", "Bus Activation", "Check Audio Bus Arrangement"}));
+    EXPECT_EQ(names("/QEL3 Conformity/Unit Info"),
+              (Names{"Scan Units", "Scan Programs", "Check Unit Structure"}));
+    EXPECT_EQ(names("/QEL3 Conformity/State Transitions"), (Names{"Valid State Transition"}));
+    EXPECT_EQ(names("/QEL3 Conformity/Note Expression"), (Names{"Note Expression", "Keyswitch"}));
+    EXPECT_EQ(names("/Special Features"),
+              (Names{"Audio Processing 32bit", "Audio Processing 64bit"}));
+    EXPECT_EQ(names("/Special Features/Audio Processing 32bit"), (Names{"Automation"}));
+    Names special64 = processing;
+    special64.insert(special64.end(), {"Automation", "Automation 2", "Speaker Arrangements"});
+    EXPECT_EQ(names("/Special Features/Audio Processing 64bit"), special64);
+
+    // Parameter counts outside, change intervals inside; the accuracy of the place.
+    Names automation = names("/QEL3 Conformity/Audio Processing 32bit/Automation");
+    ASSERT_EQ(automation.size(), 12u);
+    EXPECT_EQ(automation[0], "Accuracy: Block, 1 Parameters, Change every 100 Samples");
+    EXPECT_EQ(automation[5], "Accuracy: Block, 2 Parameters, Change every 1 Samples");
+    EXPECT_EQ(automation[11], "Accuracy: Block, All Parameters, Change every 1 Samples");
+    EXPECT_EQ(names("/Special Features/Audio Processing 32bit/Automation")[6],
+              "Accuracy: Sample, 10 Parameters, Change every 100 Samples");
+    EXPECT_EQ(names("/Special Features/Audio Processing 64bit/Automation 2")[0],
+              "Accuracy: Sample, 1 Parameters, Change every 100 Samples");
+
+    // "In = Out", then one group per input arrangement with every output.
+    const std::string speakers = "/Special Features/Audio Processing 64bit/Speaker Arrangements";
+    Names rows = names(speakers);
+    ASSERT_EQ(rows.size(), 16u);
+    EXPECT_EQ(rows[0], "In = Out");
+    EXPECT_EQ(rows[1], "In = Mono");
+    EXPECT_EQ(rows[15], "In = 50");
+    Names same = names(speakers + "/In = Out");
+    ASSERT_EQ(same.size(), 15u);
+    EXPECT_EQ(same[1], "In: Stereo: 2 Channels, Out: Stereo: 2 Channels");
+    Names fromStereo = names(speakers + "/In = Stereo");
+    ASSERT_EQ(fromStereo.size(), 15u);
+    EXPECT_EQ(fromStereo[0], "In: Stereo: 2 Channels, Out: Mono: 1 Channels");
+    EXPECT_EQ(fromStereo[14], "In: Stereo: 2 Channels, Out: 50: 5 Channels");
+
+    EXPECT_EQ(findPath(provider)->countLeaves(), 559);
+    EXPECT_EQ(tester->countTests(), 1118);
 }
 
 TEST_F(TreeOverModules, TheClassFilterTakesANameOrAnIdentifierAndNoClassLeavesTheTopGroups)
