@@ -1,4 +1,5 @@
 #include "app/tapplication.h"
+#include "base/fcapabilities.h"
 #include "base/fzlibcompressor.h"
 
 #include "base/fdefaults.h"
@@ -81,6 +82,7 @@ TApplication::~TApplication()
 {
     FMainLoop* loop = FMainLoop::instance();
     loop->setCommandHandler(nullptr);
+    FCapabilities::instance()->setWarningHandler(nullptr);
 
     // Nothing read means nothing to write: saving now would replace the user's file.
     if (preferencesLoaded)
@@ -127,6 +129,10 @@ bool TApplication::initialize()
     registry->setPreferences(preferences);
     registry->setBootTextHandler([this](const std::string& text) { ui.setBootText(text); });
     registry->setMessageHandler([this](const std::string& text) { ui.showMessage(text); });
+    // This program plays and tests every speaker arrangement it knows, surround included.
+    FCapabilities::instance()->setValue("SURROUND", 1);
+    FCapabilities::instance()->setWarningHandler([this](const char8*, const char8* text)
+                                                 { ui.showMessage(text); });
     if (platform::executableFolder().empty() || dataFolder.empty() ||
         !platform::makeFolders(dataFolder))
     {
