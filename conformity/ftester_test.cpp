@@ -264,3 +264,42 @@ TEST_F(Runner, TheControllerOffersItsNamedValues)
     EXPECT_EQ(tester->getObserver(), nullptr);
     EXPECT_EQ(tester->getRoot(), nullptr);
 }
+
+/** Hangs a fixed set of nodes under the root. */
+class FixedTree : public FTestInitializer
+{
+public:
+    void initialize(FTester&, FTestNode& root) override
+    {
+        auto* group = new FTestNode("Suspend");
+        group->addChild(new FTestNode("Resume X"));
+        root.addChild(group);
+        root.addChild(new FTestNode("Suspend/Resume"));
+        auto* deeper = new FTestNode("Suspend/Resume Y");
+        deeper->addChild(new FTestNode("Z"));
+        root.addChild(deeper);
+    }
+};
+
+TEST(FindPath, NamesThatHoldASlashAreFoundWholeAndTheWalkGoesBack)
+{
+    FTester* tester = FTester::instance();
+    tester->removeInitializers();
+    bool remember = tester->getRememberSettings();
+    tester->setRememberSettings(false);
+    tester->addInitializer(std::make_unique<FixedTree>());
+    tester->open();
+    FTestNode* root = tester->getRoot();
+    ASSERT_NE(root, nullptr);
+    auto child = [&](FNode* node, int32 index) { return FCast<FTestNode>(node->getChild(index)); };
+    FTestNode* group = child(root, 0);
+    EXPECT_EQ(tester->findPath("Suspend/Resume"), child(root, 1));
+    EXPECT_EQ(tester->findPath("Root/Suspend/Resume"), child(root, 1));
+    EXPECT_EQ(tester->findPath("Suspend/Resume X"), child(group, 0));
+    EXPECT_EQ(tester->findPath("Suspend/Resume Y/Z"), child(child(root, 2), 0));
+    EXPECT_EQ(tester->findPath("Suspend/Resume/Z"), nullptr);
+    EXPECT_EQ(tester->findPath("Suspend/"), nullptr);
+    tester->close();
+    tester->removeInitializers();
+    tester->setRememberSettings(remember);
+}

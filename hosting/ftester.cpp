@@ -177,16 +177,35 @@ FTestNode* FTester::findPath(const ConstString& path) const
     std::string prefix = root->getName().toUtf8() + "/";
     if (text.rfind(prefix, 0) == 0)
         text = text.substr(prefix.size());
-    FTestNode* node = root;
-    for (size_t start = 0; node;)
+    return findBelow(root, text);
+}
+
+FTestNode* FTester::findBelow(FTestNode* node, const std::string& rest)
+{
+    // Names may hold "/" themselves ("Suspend/Resume"), so a child matches a whole name, the
+    // longest first, and the walk goes back when what follows it leads nowhere.
+    FTestNode* best = nullptr;
+    size_t bestLength = 0;
+    for (int32 index = 0; index < node->countChildren(); ++index)
     {
-        size_t slash = text.find('/', start);
-        node = node->findTestChild(String(text.substr(start, slash - start)));
-        if (slash == std::string::npos)
-            break;
-        start = slash + 1;
+        auto* child = FCast<FTestNode>(node->getChild(index));
+        if (!child)
+            continue;
+        std::string name = child->getName().toUtf8();
+        if (name.size() <= bestLength || rest.compare(0, name.size(), name) != 0)
+            continue;
+        FTestNode* found = nullptr;
+        if (rest.size() == name.size())
+            found = child;
+        else if (rest[name.size()] == '/')
+            found = findBelow(child, rest.substr(name.size() + 1));
+        if (found)
+        {
+            best = found;
+            bestLength = name.size();
+        }
     }
-    return node;
+    return best;
 }
 
 std::string FTester::getSettingsPath() const

@@ -80,6 +80,7 @@ public:
     bool writeSettings(std::string* error = nullptr) const;
 
 private:
+    static FTestNode* findBelow(FTestNode* node, const std::string& rest);
     FTestNode* root = nullptr;
     FTestNode* lastNode = nullptr;
     ITesterObserver* observer = nullptr;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sets up a fresh machine, builds the program and the example plug-ins, and lists the classes
-# of the bundled examples. Extra arguments go to the program instead of the default job.
+# Sets up a fresh machine, builds the program and the example plug-ins, and runs the conformity
+# suite over the bundled examples. Extra arguments go to the program instead of the default job.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,4 +12,5 @@ cmake --build build --parallel
 if [[ $# -gt 0 ]]; then
   exec build/bin/Qel3PluginTestHost "$@"
 fi
-exec build/bin/Qel3PluginTestHost --list --verbose build/bin/QEL3
+build/bin/Qel3PluginTestHost --list build/bin/QEL3
+exec build/bin/Qel3PluginTestHost --test build/bin/QEL3 --log build/AutotestLog.txt
