@@ -4,6 +4,8 @@
 #include "app/testjob.h"
 #include "base/platform/paths.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <ostream>
 
 namespace Quillmark
@@ -12,6 +14,13 @@ namespace Quillmark
 CommandLine CommandLine::parse(int argc, const char* const argv[])
 {
     CommandLine result;
+    std::string testOption;    // the first option given that only --test takes
+    std::string isolateOption; // the first option given that only --isolate takes
+    auto belongsToTest = [&](const std::string& option)
+    {
+        if (testOption.empty())
+            testOption = option;
+    };
     auto setJob = [&](Job job, const std::string& argument)
     {
         if (result.job != Job::kNone && result.job != job && result.error.empty())
@@ -37,11 +46,13 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             setJob(Job::kTest, argument);
         else if (argument == "--class")
         {
+            belongsToTest(argument);
             if (!takeValue(result.testClass))
                 break;
         }
         else if (argument == "--select")
         {
+            belongsToTest(argument);
             std::string path;
             if (!takeValue(path))
                 break;
@@ -49,8 +60,49 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
         }
         else if (argument == "--log")
         {
+            belongsToTest(argument);
             if (!takeValue(result.logFile))
                 break;
+        }
+        else if (argument == "--isolate")
+        {
+            belongsToTest(argument);
+            result.isolate = true;
+        }
+        else if (argument == "--junit")
+        {
+            belongsToTest(argument);
+            if (!takeValue(result.junitFile))
+                break;
+        }
+        else if (argument == "--timeout")
+        {
+            belongsToTest(argument);
+            if (isolateOption.empty())
+                isolateOption = argument;
+            std::string text;
+            if (!takeValue(text))
+                break;
+            char* end = nullptr;
+            double seconds = std::strtod(text.c_str(), &end);
+            if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds <= 0.0)
+            {
+                result.error = "--timeout needs a number of seconds above 0, not: " + text;
+                break;
+            }
+            result.timeoutSeconds = seconds;
+        }
+        else if (argument == "--isolated-child" || argument == "--report-fd")
+        {
+            // Only an isolating run passes these, to the test processes it starts.
+            belongsToTest(argument);
+            std::string value;
+            if (!takeValue(value))
+                break;
+            if (argument == "--isolated-child")
+                result.childUnit = value;
+            else
+                result.reportFd = std::atoi(value.c_str());
         }
         else if (argument == "--help" || argument == "-h")
             setJob(Job::kHelp, argument);
@@ -80,10 +132,12 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
     if (result.error.empty() && !result.folders.empty() && result.job != Job::kList &&
         result.job != Job::kTest)
         result.error = "a folder is given without a job: " + result.folders.front();
-    bool testOptions =
-        !result.testClass.empty() || !result.selections.empty() || !result.logFile.empty();
-    if (result.error.empty() && testOptions && result.job != Job::kTest)
-        result.error = "--class, --select and --log belong to --test";
+    if (result.error.empty() && !testOption.empty() && result.job != Job::kTest)
+        result.error = testOption + " belongs to --test";
+    if (result.error.empty() && !isolateOption.empty() && !result.isolate)
+        result.error = isolateOption + " belongs to --isolate";
+    if (result.error.empty() && !result.childUnit.empty() && result.reportFd < 0)
+        result.error = "--isolated-child needs --report-fd";
     return result;
 }
 
@@ -91,7 +145,8 @@ void printUsage(std::ostream& out)
 {
     out << "Usage: Qel3PluginTestHost --list [FOLDER...] [--verbose] [--config-dir DIR]\n"
            "       Qel3PluginTestHost --test [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
-           "                          [--select PATH]... [--log FILE] [--config-dir DIR]\n"
+           "                          [--select PATH]... [--log FILE] [--junit FILE]\n"
+           "                          [--isolate [--timeout SECONDS]] [--config-dir DIR]\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -106,6 +161,13 @@ void printUsage(std::ostream& out)
            "                     such as \"Local Instances/Qel Gain\"; may be repeated\n"
            "  --log FILE         write the test log to FILE instead of AutotestLog.txt in\n"
            "                     the user data folder\n"
+           "  --junit FILE       also write the results as a JUnit XML report to FILE\n"
+           "  --isolate          run the tests of each class in a process of its own: a\n"
+           "                     crash, an abort, an uncaught exception or a hang fails the\n"
+           "                     test that was running, and the run goes on with the next\n"
+           "                     class\n"
+           "  --timeout SECONDS  with --isolate: the longest a test may go without progress\n"
+           "                     before its process is killed (default 150)\n"
            "  --verbose, -v      tell on stderr, for each module, whether it came from the\n"
            "                     cache or was loaded, and why a module was skipped\n"
            "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"
@@ -115,6 +177,8 @@ void printUsage(std::ostream& out)
            "\n"
            "Default folders, in order: each entry of QEL3_PATH, ~/.qel3, /usr/local/lib/qel3,\n"
            "/usr/lib/qel3, the folder QEL3 beside the program, then its folder Components.\n"
+           "\n"
+           "On a terminal, --test keeps one progress line at the bottom of its output.\n"
            "\n"
            "Exit status: 0 on success, 1 when no class was found (--list) or a test failed\n"
            "(--test), 2 for a usage error and when --test finds no class, 130 when Ctrl-C\n"

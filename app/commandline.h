@@ -28,7 +28,17 @@ struct CommandLine
     std::string testClass;
     std::vector<std::string> selections;
     std::string logFile;
+    // --test --isolate: each class in a process of its own, killed after `timeoutSeconds`
+    // without progress; --junit: the report for CI.
+    bool isolate = false;
+    double timeoutSeconds = kDefaultTimeoutSeconds;
+    std::string junitFile;
+    // Given by an isolating run to its test processes only: what to run and where to report.
+    std::string childUnit;
+    int reportFd = -1;
     std::string error; // a usage error, naming the wrong argument
+
+    static constexpr double kDefaultTimeoutSeconds = 150.0;
 
     /** Reads the arguments; on a usage error `error` is set. */
     static CommandLine parse(int argc, const char* const argv[]);

@@ -2,6 +2,11 @@
 
 #include "app/commandline.h"
 #include "app/hostsession.h"
+#include "app/isolatedchild.h"
+#include "app/isolatedrun.h"
+#include "app/junitwriter.h"
+#include "app/nodewatcher.h"
+#include "app/testreporter.h"
 #include "base/platform/files.h"
 #include "base/platform/paths.h"
 #include "conformity/fmoduletest.h"
@@ -11,9 +16,11 @@
 #include "hosting/fmodulemanager.h"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <ostream>
 
 namespace Quillmark
@@ -118,8 +125,109 @@ bool InterruptCatcher::interrupted()
     return interruptFlag() != 0;
 }
 
+namespace
+{
+
+/** The tests that running `node` runs: the enabled leaves below it. */
+int countPlanned(const FTestNode& node)
+{
+    if (!node.isEnabled())
+        return 0;
+    if (node.countChildren() == 0)
+        return 1;
+    int count = 0;
+    for (int32 index = 0; index < node.countChildren(); ++index)
+        if (const auto* child = FCast<FTestNode>(static_cast<const FObject*>(node.getChild(index))))
+            count += countPlanned(*child);
+    return count;
+}
+
+/** The whole tree, or the selected nodes, in this process. */
+int runInProcess(const CommandLine& commandLine, FComponentRegistry& registry,
+                 TestReporter& reporter, std::ostream& err)
+{
+    FTester* tester = FTester::instance();
+    tester->removeInitializers();
+    tester->addInitializer(std::make_unique<FModuleTestInitializer>(registry));
+    auto builder = std::make_unique<FTreeBuilder>(registry);
+    builder->setClassFilter(commandLine.testClass);
+    tester->addInitializer(std::move(builder));
+
+    auto* controller = new FUnitTestingDialogController(*tester, commandLine.logFile);
+    auto finish = [&](int code)
+    {
+        controller->release(); // closes the tester, which stores the enabled flags
+        tester->removeInitializers();
+        return code;
+    };
+    FTestNode* root = tester->getRoot();
+    int32 classes = 0;
+    if (FTestNode* top = root ? root->findTestChild("Global Instance") : nullptr)
+        classes = top->countChildren();
+    if (classes == 0)
+    {
+        err << "Qel3PluginTestHost: no class found"
+            << (commandLine.testClass.empty() ? "" : " named " + commandLine.testClass) << "\n";
+        return finish(kExitUsage);
+    }
+
+    std::vector<FTestNode*> selection;
+    for (const std::string& path : commandLine.selections)
+    {
+        FTestNode* node = tester->findPath(path.c_str());
+        if (!node)
+        {
+            err << "Qel3PluginTestHost: no test node at " << path << "\n";
+            return finish(kExitUsage);
+        }
+        selection.push_back(node);
+    }
+
+    int planned = 0;
+    for (FTestNode* node : selection.empty() ? std::vector<FTestNode*>{root} : selection)
+        if (node->countChildren() > 0 || node->getTest())
+            planned += countPlanned(*node);
+    reporter.getProgress().setTotal(planned);
+
+    // Start times for the JUnit report and the test on the progress line.
+    std::map<const FTestNode*, std::chrono::steady_clock::time_point> startTimes;
+    NodeWatcher watcher(
+        [&](FTestNode& node)
+        {
+            if (node.countChildren() > 0)
+                return;
+            startTimes[&node] = std::chrono::steady_clock::now();
+            reporter.started(node.getPath().toUtf8(), TestOutcome::suiteOf(node));
+        },
+        nullptr);
+    watcher.watch(*root);
+    controller->setTestListener(
+        [&](const FTestNode& node)
+        {
+            TestOutcome outcome = TestOutcome::of(node);
+            if (auto start = startTimes.find(&node); start != startTimes.end())
+                outcome.seconds =
+                    std::chrono::duration<double>(std::chrono::steady_clock::now() - start->second)
+                        .count();
+            reporter.finished(outcome);
+        });
+    InterruptCatcher catcher;
+    controller->setCancelPredicate([] { return InterruptCatcher::interrupted(); });
+    controller->setSelection(selection);
+    const char8* button = selection.empty() ? "runAll" : "runSelected";
+    if (UValue* value = controller->findValue(button))
+        value->setInt(1);
+    watcher.unwatchAll();
+    return finish(InterruptCatcher::interrupted() ? kExitInterrupted : kExitOk);
+}
+
+} // namespace
+
 int runTestJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
 {
+    if (!commandLine.childUnit.empty())
+        return runIsolatedChild(commandLine, err);
+
     DirectModules direct;
     std::vector<std::string> folders;
     std::string problem;
@@ -133,77 +241,41 @@ int runTestJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
     session.scan(folders);
     FComponentRegistry& registry = session.getRegistry();
 
-    FTester* tester = FTester::instance();
-    tester->removeInitializers();
-    tester->addInitializer(std::make_unique<FModuleTestInitializer>(registry));
-    auto builder = std::make_unique<FTreeBuilder>(registry);
-    builder->setClassFilter(commandLine.testClass);
-    tester->addInitializer(std::move(builder));
-
-    int passed = 0;
-    int failed = 0;
-    bool interrupted = false;
+    ProgressLine progress(out, ProgressLine::stdoutIsTerminal());
+    TestReporter reporter(out, progress);
+    const std::string timestamp = JUnitWriter::currentTimestamp();
+    int code = kExitOk;
+    if (commandLine.isolate)
     {
-        auto* controller = new FUnitTestingDialogController(*tester, commandLine.logFile);
-        FTestNode* root = tester->getRoot();
-        int classes = 0;
-        for (int32 index = 0; root && index < root->countChildren(); ++index)
-            if (FNode* top = root->getChild(index); top && top->getName() == "Global Instance")
-                classes = top->countChildren();
-        if (classes == 0)
-        {
-            err << "Qel3PluginTestHost: no class found"
-                << (commandLine.testClass.empty() ? "" : " named " + commandLine.testClass) << "\n";
-            controller->release();
-            tester->removeInitializers();
-            return kExitUsage;
-        }
-
-        std::vector<FTestNode*> selection;
-        for (const std::string& path : commandLine.selections)
-        {
-            FTestNode* node = tester->findPath(path.c_str());
-            if (!node)
-            {
-                err << "Qel3PluginTestHost: no test node at " << path << "\n";
-                controller->release();
-                tester->removeInitializers();
-                return kExitUsage;
-            }
-            selection.push_back(node);
-        }
-
-        controller->setTestListener(
-            [&](const FTestNode& node)
-            {
-                bool pass = node.getSummaryStatus() == FTestNode::kPassed;
-                (pass ? passed : failed)++;
-                out << (pass ? "Passed: " : "FAILED: ") << node.getPath().toUtf8();
-                if (node.countChildren() > 0)
-                    out << (node.getStatus() == FTestNode::kSetupFailed ? " (setup failed)"
-                                                                        : " (teardown failed)");
-                out << "\n";
-                out.flush();
-            });
-        InterruptCatcher catcher;
-        controller->setCancelPredicate([] { return InterruptCatcher::interrupted(); });
-        controller->setSelection(selection);
-        const char8* button = selection.empty() ? "runAll" : "runSelected";
-        if (UValue* value = controller->findValue(button))
-            value->setInt(1);
-        interrupted = InterruptCatcher::interrupted();
-        controller->release(); // closes the tester, which stores the enabled flags
+        FAutotestLog log(commandLine.logFile);
+        log.remove();
+        IsolatedRun run(commandLine, registry, reporter, err, platform::executablePath());
+        code = run.run(folders, log);
     }
-    tester->removeInitializers();
+    else
+        code = runInProcess(commandLine, registry, reporter, err);
+    if (code == kExitUsage && reporter.getOutcomes().empty())
+        return code;
 
-    out << passed << " passed, " << failed << " failed\n";
-    out.flush();
-    if (interrupted)
+    reporter.printSummary();
+    if (!commandLine.junitFile.empty())
+    {
+        std::string error;
+        if (!JUnitWriter(timestamp).writeFile(commandLine.junitFile, reporter.getOutcomes(), error))
+        {
+            err << "Qel3PluginTestHost: " << error << "\n";
+            if (code == kExitOk)
+                code = kExitFailure;
+        }
+    }
+    if (code == kExitInterrupted)
     {
         err << "Qel3PluginTestHost: interrupted; the log keeps the tests that ran\n";
-        return kExitInterrupted;
+        return code;
     }
-    return failed > 0 ? kExitFailure : kExitOk;
+    if (code != kExitOk)
+        return code;
+    return reporter.countFailed() > 0 ? kExitFailure : kExitOk;
 }
 
 } // namespace Quillmark

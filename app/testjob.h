@@ -1,5 +1,6 @@
 // The conformity run from the command line: scans the modules, builds the test tree, runs all of
-// it or the selected nodes, writes the log and prints one verdict per test. Ctrl-C stops the run
+// it or the selected nodes (in this process, or with --isolate one process per class and kind),
+// writes the log and the JUnit report and prints one verdict per test. Ctrl-C stops the run
 // between two tests.
 #pragma once
 

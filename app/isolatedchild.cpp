@@ -1,0 +1,318 @@
+#include "app/isolatedchild.h"
+
+#include "app/commandline.h"
+#include "app/hostsession.h"
+#include "app/nodewatcher.h"
+#include "app/reportrecord.h"
+#include "app/testjob.h"
+#include "app/testoutcome.h"
+#include "conformity/fmoduletest.h"
+#include "conformity/ftreebuilder.h"
+#include "conformity/funittestingdialogcontroller.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cxxabi.h>
+#include <exception>
+#include <map>
+#include <ostream>
+#include <unistd.h>
+
+namespace Quillmark
+{
+
+namespace
+{
+
+/** The descriptor the handlers of a dying process report to. */
+int& fatalReportFd()
+{
+    static int fd = -1;
+    return fd;
+}
+
+void writeAll(int fd, const char* data, size_t size)
+{
+    while (size > 0)
+    {
+        ssize_t written = ::write(fd, data, size);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return;
+        data += written;
+        size -= size_t(written);
+    }
+}
+
+/** Only calls that are safe in a signal handler: the number by hand, one write. */
+void onFatalSignal(int signal)
+{
+    char line[32] = "F\tsignal ";
+    size_t length = 9;
+    char digits[12];
+    size_t count = 0;
+    for (int value = signal; value > 0 && count < sizeof digits; value /= 10)
+        digits[count++] = char('0' + value % 10);
+    while (count > 0)
+        line[length++] = digits[--count];
+    line[length++] = '\n';
+    writeAll(fatalReportFd(), line, length);
+    // The handler was reset on entry: the signal raised again ends the process with it.
+    ::raise(signal);
+}
+
+[[noreturn]] void onTerminate()
+{
+    std::string text = "exception ";
+    if (std::exception_ptr current = std::current_exception())
+    {
+        std::string type = "an exception of unknown type";
+        if (const std::type_info* info = abi::__cxa_current_exception_type())
+        {
+            int status = 0;
+            char* demangled = abi::__cxa_demangle(info->name(), nullptr, nullptr, &status);
+            type = status == 0 && demangled ? demangled : info->name();
+            std::free(demangled);
+        }
+        try
+        {
+            std::rethrow_exception(current);
+        }
+        catch (const std::exception& exception)
+        {
+            text += type + ": " + exception.what();
+        }
+        catch (...)
+        {
+            text += type;
+        }
+        ReportRecord record{ReportRecord::kFatal, {text}};
+        std::string line = record.encode();
+        writeAll(fatalReportFd(), line.data(), line.size());
+    }
+    std::abort();
+}
+
+/** Reports the signals that end a process by a fault, and uncaught exceptions. The handlers
+    replace those of a sanitizer, so that the parent sees the signal itself. */
+void installFatalHandlers(int reportFd)
+{
+    fatalReportFd() = reportFd;
+    static char alternateStack[64 * 1024]; // a crash by stack overflow needs a stack of its own
+    stack_t stack = {};
+    stack.ss_sp = alternateStack;
+    stack.ss_size = sizeof alternateStack;
+    ::sigaltstack(&stack, nullptr);
+    struct sigaction action = {};
+    action.sa_handler = onFatalSignal;
+    action.sa_flags = SA_RESETHAND | SA_ONSTACK;
+    sigemptyset(&action.sa_mask);
+    for (int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
+        ::sigaction(signal, &action, nullptr);
+    std::set_terminate(onTerminate);
+}
+
+/** Writes records to the parent's pipe. */
+class Reporter
+{
+public:
+    explicit Reporter(int fd) : fd(fd) {}
+    void send(ReportRecord::Kind kind, std::vector<std::string> fields = {})
+    {
+        std::string line = ReportRecord{kind, std::move(fields)}.encode();
+        writeAll(fd, line.data(), line.size());
+    }
+
+private:
+    int fd;
+};
+
+/** The tests that running `node` will run: the enabled leaves below it, in order. */
+void collectPlan(FTestNode& node, std::vector<FTestNode*>& into)
+{
+    if (!node.isEnabled())
+        return;
+    if (node.countChildren() == 0)
+    {
+        into.push_back(&node);
+        return;
+    }
+    for (int32 index = 0; index < node.countChildren(); ++index)
+        if (auto* child = FCast<FTestNode>(node.getChild(index)))
+            collectPlan(*child, into);
+}
+
+double secondsNow()
+{
+    using namespace std::chrono;
+    return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+} // namespace
+
+std::string IsolationUnit::toString() const
+{
+    switch (kind)
+    {
+    case kGlobal:
+        return "global:" + cid;
+    case kLocal:
+        return "local:" + cid;
+    case kModuleTests:
+        break;
+    }
+    return "tests";
+}
+
+std::optional<IsolationUnit> IsolationUnit::parse(const std::string& text)
+{
+    IsolationUnit unit;
+    if (text == "tests")
+        return unit;
+    for (auto [prefix, kind] : {std::pair{"global:", kGlobal}, std::pair{"local:", kLocal}})
+        if (text.rfind(prefix, 0) == 0 && text.size() > std::string(prefix).size())
+        {
+            unit.kind = kind;
+            unit.cid = text.substr(std::string(prefix).size());
+            return unit;
+        }
+    return std::nullopt;
+}
+
+const char* IsolationUnit::kindName() const
+{
+    switch (kind)
+    {
+    case kGlobal:
+        return "Global Instance";
+    case kLocal:
+        return "Local Instances";
+    case kModuleTests:
+        break;
+    }
+    return "";
+}
+
+int runIsolatedChild(const CommandLine& commandLine, std::ostream& err)
+{
+    std::optional<IsolationUnit> unit = IsolationUnit::parse(commandLine.childUnit);
+    if (!unit)
+    {
+        err << "Qel3PluginTestHost: not a unit of tests: " << commandLine.childUnit << "\n";
+        return kExitUsage;
+    }
+    installFatalHandlers(commandLine.reportFd);
+    Reporter reporter(commandLine.reportFd);
+
+    HostSession session(err, false);
+    session.scan(commandLine.folders);
+    FComponentRegistry& registry = session.getRegistry();
+
+    FTester* tester = FTester::instance();
+    tester->removeInitializers();
+    if (unit->kind == IsolationUnit::kModuleTests)
+        tester->addInitializer(std::make_unique<FModuleTestInitializer>(registry));
+    else
+    {
+        auto builder = std::make_unique<FTreeBuilder>(registry);
+        builder->setClassFilter(unit->cid);
+        tester->addInitializer(std::move(builder));
+    }
+    auto* controller = new FUnitTestingDialogController(*tester, commandLine.logFile);
+    // The parent keeps the enabled flags of the whole tree; this tree is only a part of it.
+    const bool rememberSettings = tester->getRememberSettings();
+    auto finish = [&](int code)
+    {
+        tester->setRememberSettings(false);
+        controller->release();
+        tester->setRememberSettings(rememberSettings);
+        tester->removeInitializers();
+        return code;
+    };
+
+    FTestNode* base = tester->getRoot();
+    if (unit->kind != IsolationUnit::kModuleTests)
+    {
+        FTestNode* top = base ? base->findTestChild(unit->kindName()) : nullptr;
+        base = top && top->countChildren() > 0 ? FCast<FTestNode>(top->getChild(0)) : nullptr;
+        if (!base)
+        {
+            err << "Qel3PluginTestHost: no class " << unit->cid << "\n";
+            return finish(kExitUsage);
+        }
+    }
+    std::vector<FTestNode*> selection;
+    for (const std::string& relative : commandLine.selections)
+    {
+        std::string path = base->getPath().toUtf8() + (relative.empty() ? "" : "/" + relative);
+        FTestNode* node = tester->findPath(path.c_str());
+        if (!node)
+        {
+            err << "Qel3PluginTestHost: no test node at " << path << "\n";
+            return finish(kExitUsage);
+        }
+        selection.push_back(node);
+    }
+    if (selection.empty())
+        selection.push_back(base);
+
+    std::vector<FTestNode*> plan;
+    for (FTestNode* node : selection)
+        if (node->countChildren() > 0 || node->getTest())
+            collectPlan(*node, plan);
+    for (FTestNode* node : plan)
+        reporter.send(ReportRecord::kPlan, {node->getPath().toUtf8(), TestOutcome::suiteOf(*node)});
+
+    std::map<const FTestNode*, double> startTimes;
+    NodeWatcher watcher(
+        [&](FTestNode& node)
+        {
+            startTimes[&node] = secondsNow();
+            reporter.send(ReportRecord::kBegin, {node.getPath().toUtf8()});
+        },
+        [&](FTestNode& node)
+        { reporter.send(ReportRecord::kGroupEnd, {node.getPath().toUtf8()}); });
+    for (FTestNode* node : selection)
+        watcher.watch(*node);
+    // The groups above a selected node are set up before it, without a notice of their own;
+    // they are announced here, outermost first, so that a crash in their setup is theirs.
+    std::vector<FTestNode*> ancestors;
+    for (FTestNode* node : selection)
+        for (FNode* parent = node->getParent(); parent && parent->getParent();
+             parent = parent->getParent())
+            if (auto* group = FCast<FTestNode>(parent);
+                group && std::find(ancestors.begin(), ancestors.end(), group) == ancestors.end())
+                ancestors.insert(ancestors.begin(), group);
+    for (FTestNode* group : ancestors)
+        reporter.send(ReportRecord::kBegin, {group->getPath().toUtf8()});
+
+    controller->setTestListener(
+        [&](const FTestNode& node)
+        {
+            TestOutcome outcome = TestOutcome::of(node);
+            for (const std::string& message : outcome.messages)
+                reporter.send(ReportRecord::kMessage, {message});
+            for (const std::string& error : outcome.errors)
+                reporter.send(ReportRecord::kError, {error});
+            auto start = startTimes.find(&node);
+            double milliseconds =
+                start == startTimes.end() ? 0.0 : (secondsNow() - start->second) * 1000.0;
+            reporter.send(ReportRecord::kResult,
+                          {outcome.path, outcome.suite, std::to_string(outcome.status),
+                           std::to_string(outcome.summary), outcome.leaf ? "1" : "0",
+                           std::to_string(int64(milliseconds))});
+        });
+    InterruptCatcher catcher;
+    controller->setCancelPredicate([] { return InterruptCatcher::interrupted(); });
+    controller->setSelection(selection);
+    if (UValue* value = controller->findValue("runSelected"))
+        value->setInt(1);
+    watcher.unwatchAll();
+    reporter.send(ReportRecord::kDone);
+    return finish(InterruptCatcher::interrupted() ? kExitInterrupted : kExitOk);
+}
+
+} // namespace Quillmark

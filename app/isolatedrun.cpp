@@ -1,0 +1,344 @@
+#include "app/isolatedrun.h"
+
+#include "app/childreport.h"
+#include "app/commandline.h"
+#include "app/isolatedchild.h"
+#include "app/testjob.h"
+#include "app/testreporter.h"
+#include "base/platform/paths.h"
+#include "conformity/fautotestlog.h"
+#include "conformity/ftreebuilder.h"
+#include "hosting/fcomponentregistry.h"
+#include "hosting/plugprovider.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <ostream>
+
+namespace Quillmark
+{
+
+namespace
+{
+
+constexpr const char8* kTestClassCategory = "Test Class";
+constexpr const char8* kKinds[] = {"Global Instance", "Local Instances"};
+
+double secondsNow()
+{
+    using namespace std::chrono;
+    return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+int countPlanned(const FTestNode& node)
+{
+    if (!node.isEnabled())
+        return 0;
+    if (node.countChildren() == 0)
+        return 1;
+    int count = 0;
+    for (int32 index = 0; index < node.countChildren(); ++index)
+        if (const auto* child = FCast<FTestNode>(static_cast<const FObject*>(node.getChild(index))))
+            count += countPlanned(*child);
+    return count;
+}
+
+/** The log entry of an outcome, exactly as a run in one process writes it. */
+void writeLog(FAutotestLog& log, const TestOutcome& outcome)
+{
+    auto* node = new FTestNode(String(outcome.path));
+    node->setStatus(outcome.status);
+    for (const std::string& message : outcome.messages)
+        node->addMessage(message.c_str());
+    for (const std::string& error : outcome.errors)
+        node->addErrorMessage(error.c_str());
+    log.write(*node);
+    node->release();
+}
+
+/** A folder for the logs the test processes write (the parent writes the real one). */
+class ScratchFolder
+{
+public:
+    ScratchFolder()
+    {
+        std::string pattern = platform::temporaryFolder() + "/qel-isolate-XXXXXX";
+        if (mkdtemp(pattern.data()))
+            path = pattern;
+    }
+    ~ScratchFolder()
+    {
+        std::error_code ignored;
+        if (!path.empty())
+            std::filesystem::remove_all(path, ignored);
+    }
+    std::string path;
+};
+
+} // namespace
+
+struct IsolatedRun::Unit
+{
+    IsolationUnit unit;
+    std::string path; // the class group, or the root for the modules' tests
+    int estimate = 0; // tests expected, until the process tells its plan
+    bool whole = false;
+    std::vector<std::string> selections; // below `path`
+};
+
+IsolatedRun::IsolatedRun(const CommandLine& commandLine, FComponentRegistry& registry,
+                         TestReporter& reporter, std::ostream& err, std::string program)
+    : commandLine(commandLine), registry(registry), reporter(reporter), err(err),
+      program(std::move(program))
+{
+}
+
+bool IsolatedRun::planUnits(std::vector<Unit>& units)
+{
+    // The tree of the classes is built here only to find the units: building it makes no
+    // plug-in instance. The modules' own tests are built by their process alone, since their
+    // test factories are plug-in code.
+    FTester* tester = FTester::instance();
+    tester->removeInitializers();
+    auto builder = std::make_unique<FTreeBuilder>(registry);
+    builder->setClassFilter(commandLine.testClass);
+    tester->addInitializer(std::move(builder));
+    tester->open();
+    FTestNode* root = tester->getRoot();
+
+    std::vector<Unit> classUnits;
+    std::vector<FTestNode*> classGroups;
+    for (const char8* kind : kKinds)
+    {
+        FTestNode* top = root ? root->findTestChild(kind) : nullptr;
+        for (int32 index = 0; top && index < top->countChildren(); ++index)
+        {
+            auto* group = FCast<FTestNode>(top->getChild(index));
+            auto* provider = group && group->countChildren() > 0
+                                 ? FCast<Qel::PlugProvider>(group->getChild(0))
+                                 : nullptr;
+            if (!provider)
+                continue;
+            Unit unit;
+            unit.unit.kind = kind == kKinds[0] ? IsolationUnit::kGlobal : IsolationUnit::kLocal;
+            unit.unit.cid = provider->getClassId().toString();
+            unit.path = group->getPath().toUtf8();
+            unit.estimate = countPlanned(*group);
+            classUnits.push_back(unit);
+            classGroups.push_back(group);
+        }
+    }
+    std::vector<FComponentDescription*> testClasses;
+    registry.collectCategory(kTestClassCategory, testClasses);
+    Unit moduleTests;
+    moduleTests.path = "Root";
+
+    auto close = [&](bool result)
+    {
+        const bool remember = tester->getRememberSettings();
+        tester->setRememberSettings(false); // nothing here changed the flags
+        tester->close();
+        tester->setRememberSettings(remember);
+        tester->removeInitializers();
+        return result;
+    };
+    if (classUnits.empty())
+    {
+        err << "Qel3PluginTestHost: no class found"
+            << (commandLine.testClass.empty() ? "" : " named " + commandLine.testClass) << "\n";
+        return close(false);
+    }
+
+    auto addWhole = [&](const Unit& unit)
+    {
+        for (Unit& existing : units)
+            if (existing.path == unit.path && existing.unit.kind == unit.unit.kind)
+            {
+                existing.whole = true;
+                existing.selections.clear();
+                existing.estimate = unit.estimate;
+                return;
+            }
+        units.push_back(unit);
+        units.back().whole = true;
+    };
+    auto addPart = [&](const Unit& unit, const std::string& relative, int estimate)
+    {
+        for (Unit& existing : units)
+            if (existing.path == unit.path && existing.unit.kind == unit.unit.kind)
+            {
+                if (!existing.whole)
+                {
+                    existing.selections.push_back(relative);
+                    existing.estimate += estimate;
+                }
+                return;
+            }
+        Unit part = unit;
+        part.selections = {relative};
+        part.estimate = estimate;
+        units.push_back(part);
+    };
+
+    if (commandLine.selections.empty())
+    {
+        if (!testClasses.empty())
+            addWhole(moduleTests);
+        for (const Unit& unit : classUnits)
+            addWhole(unit);
+        return close(true);
+    }
+    for (const std::string& selection : commandLine.selections)
+    {
+        FTestNode* node = tester->findPath(selection.c_str());
+        if (node == root)
+        {
+            if (!testClasses.empty())
+                addWhole(moduleTests);
+            for (const Unit& unit : classUnits)
+                addWhole(unit);
+            continue;
+        }
+        if (node && node->getParent() == root)
+        {
+            // A kind's group: every class under it.
+            for (size_t index = 0; index < classUnits.size(); ++index)
+                if (classGroups[index]->getParent() == node)
+                    addWhole(classUnits[index]);
+            continue;
+        }
+        if (node)
+        {
+            for (size_t index = 0; index < classUnits.size(); ++index)
+            {
+                const std::string groupPath = classUnits[index].path;
+                const std::string path = node->getPath().toUtf8();
+                if (path == groupPath)
+                    addWhole(classUnits[index]);
+                else if (path.rfind(groupPath + "/", 0) == 0)
+                    addPart(classUnits[index], path.substr(groupPath.size() + 1),
+                            countPlanned(*node));
+            }
+            continue;
+        }
+        if (testClasses.empty())
+        {
+            err << "Qel3PluginTestHost: no test node at " << selection << "\n";
+            return close(false);
+        }
+        // A path into the modules' own tests: their process finds it, or tells that it
+        // names nothing.
+        std::string relative = selection.rfind("Root/", 0) == 0 ? selection.substr(5) : selection;
+        addPart(moduleTests, relative, 0);
+    }
+    return close(true);
+}
+
+int IsolatedRun::run(const std::vector<std::string>& folders, FAutotestLog& log)
+{
+    std::vector<Unit> units;
+    if (!planUnits(units))
+        return kExitUsage;
+    ProgressLine& progress = reporter.getProgress();
+    for (const Unit& unit : units)
+        progress.addToTotal(unit.estimate);
+
+    ScratchFolder scratch;
+    const std::string childLog = scratch.path + "/AutotestLog.txt";
+    InterruptCatcher catcher;
+    bool usageError = false;
+    for (const Unit& unit : units)
+    {
+        if (InterruptCatcher::interrupted())
+            break;
+        if (!runUnit(unit, folders, childLog, log))
+            usageError = true;
+    }
+    if (InterruptCatcher::interrupted())
+        return kExitInterrupted;
+    return usageError ? kExitUsage : kExitOk;
+}
+
+bool IsolatedRun::runUnit(const Unit& unit, const std::vector<std::string>& folders,
+                          const std::string& childLog, FAutotestLog& log)
+{
+    std::vector<std::string> arguments{program, "--test"};
+    arguments.insert(arguments.end(), folders.begin(), folders.end());
+    arguments.insert(arguments.end(), {"--config-dir", platform::userDataFolder(),
+                                       "--isolated-child", unit.unit.toString(), "--report-fd",
+                                       std::to_string(ChildProcess::kReportFd), "--log", childLog});
+    for (const std::string& selection : unit.selections)
+        arguments.insert(arguments.end(), {"--select", selection});
+
+    ProgressLine& progress = reporter.getProgress();
+    bool planSeen = false;
+    ChildReport::Listener listener;
+    listener.planned = [&](const std::string&, const std::string&)
+    {
+        if (!planSeen)
+            progress.addToTotal(-unit.estimate);
+        planSeen = true;
+        progress.addToTotal(1);
+    };
+    listener.started = [&](const std::string& path, const std::string& suite)
+    { reporter.started(path, suite); };
+    listener.finished = [&](const TestOutcome& outcome)
+    {
+        reporter.finished(outcome);
+        if (outcome.leaf)
+            writeLog(log, outcome);
+    };
+    const std::string unitName =
+        unit.path + (unit.unit.kind == IsolationUnit::kModuleTests ? " (the modules' tests)" : "");
+    ChildReport report(unit.path, listener);
+
+    ChildProcess child;
+    std::string problem;
+    ProcessEnd end;
+    if (child.start(arguments, problem))
+    {
+        ChildProcess::Handlers handlers;
+        handlers.line = [&](const std::string& line) { report.receiveLine(line, secondsNow()); };
+        handlers.output = [&](const std::string& chunk) { reporter.diagnostic(err, chunk); };
+        handlers.tick = [&] { progress.redraw(); };
+        // Ctrl-C reaches the test process too, which stops after its current test; one that
+        // is stuck in a test is killed soon after.
+        handlers.stopRequested = [] { return InterruptCatcher::interrupted(); };
+        end = child.supervise(commandLine.timeoutSeconds, handlers);
+    }
+    else
+        reporter.diagnostic(err, "Qel3PluginTestHost: " + problem + "\n");
+
+    if (!report.isDone() && end.kind == ProcessEnd::kExited && end.code == kExitUsage &&
+        report.countPlanned() == 0)
+        return false; // the process has said what was wrong
+    if (!planSeen)
+        progress.addToTotal(-unit.estimate);
+
+    ChildReport::Ending ending = report.end(end, secondsNow(), !InterruptCatcher::interrupted());
+    if (ending.blamed)
+    {
+        reporter.finished(*ending.blamed);
+        writeLog(log, *ending.blamed);
+        reporter.diagnostic(err, "Qel3PluginTestHost: the test process of " + unitName +
+                                     " ended early: " + ending.blamed->errors.back() + "\n");
+    }
+    for (const TestOutcome& outcome : ending.notRun)
+        reporter.finished(outcome);
+    if (!ending.notRun.empty())
+        reporter.diagnostic(err, "Qel3PluginTestHost: " + std::to_string(ending.notRun.size()) +
+                                     " tests of " + unitName + " did not run\n");
+    else if (report.isDone() && !(end.kind == ProcessEnd::kExited &&
+                                  (end.code == kExitOk || end.code == kExitInterrupted)))
+    {
+        std::string how = end.kind == ProcessEnd::kSignalled
+                              ? "signal " + std::to_string(end.signal)
+                              : "exit status " + std::to_string(end.code);
+        reporter.diagnostic(err, "Qel3PluginTestHost: the test process of " + unitName +
+                                     " ended with " + how + " after its tests\n");
+    }
+    return true;
+}
+
+} // namespace Quillmark
