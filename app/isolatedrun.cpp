@@ -31,19 +31,6 @@ double secondsNow()
     return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
-int countPlanned(const FTestNode& node)
-{
-    if (!node.isEnabled())
-        return 0;
-    if (node.countChildren() == 0)
-        return 1;
-    int count = 0;
-    for (int32 index = 0; index < node.countChildren(); ++index)
-        if (const auto* child = FCast<FTestNode>(static_cast<const FObject*>(node.getChild(index))))
-            count += countPlanned(*child);
-    return count;
-}
-
 /** The log entry of an outcome, exactly as a run in one process writes it. */
 void writeLog(FAutotestLog& log, const TestOutcome& outcome)
 {
@@ -124,7 +111,7 @@ bool IsolatedRun::planUnits(std::vector<Unit>& units)
             unit.unit.kind = kind == kKinds[0] ? IsolationUnit::kGlobal : IsolationUnit::kLocal;
             unit.unit.cid = provider->getClassId().toString();
             unit.path = group->getPath().toUtf8();
-            unit.estimate = countPlanned(*group);
+            unit.estimate = group->countLeaves(true);
             classUnits.push_back(unit);
             classGroups.push_back(group);
         }
@@ -218,7 +205,7 @@ bool IsolatedRun::planUnits(std::vector<Unit>& units)
                     addWhole(classUnits[index]);
                 else if (path.rfind(groupPath + "/", 0) == 0)
                     addPart(classUnits[index], path.substr(groupPath.size() + 1),
-                            countPlanned(*node));
+                            node->countLeaves(true));
             }
             continue;
         }

@@ -128,20 +128,6 @@ bool InterruptCatcher::interrupted()
 namespace
 {
 
-/** The tests that running `node` runs: the enabled leaves below it. */
-int countPlanned(const FTestNode& node)
-{
-    if (!node.isEnabled())
-        return 0;
-    if (node.countChildren() == 0)
-        return 1;
-    int count = 0;
-    for (int32 index = 0; index < node.countChildren(); ++index)
-        if (const auto* child = FCast<FTestNode>(static_cast<const FObject*>(node.getChild(index))))
-            count += countPlanned(*child);
-    return count;
-}
-
 /** The whole tree, or the selected nodes, in this process. */
 int runInProcess(const CommandLine& commandLine, FComponentRegistry& registry,
                  TestReporter& reporter, std::ostream& err)
@@ -186,7 +172,7 @@ int runInProcess(const CommandLine& commandLine, FComponentRegistry& registry,
     int planned = 0;
     for (FTestNode* node : selection.empty() ? std::vector<FTestNode*>{root} : selection)
         if (node->countChildren() > 0 || node->getTest())
-            planned += countPlanned(*node);
+            planned += node->countLeaves(true);
     reporter.getProgress().setTotal(planned);
 
     // Start times for the JUnit report and the test on the progress line.

@@ -192,6 +192,11 @@ TEST_F(TreeOverModules, TheFinishedTreeHoldsEveryGroupInItsPlace)
 
     EXPECT_EQ(findPath(provider)->countLeaves(), 559);
     EXPECT_EQ(tester->countTests(), 1118);
+    // What a run would run leaves out disabled nodes, with all below them.
+    findPath(provider + speakers)->setEnabled(false);
+    findPath(provider + "/QEL3 Conformity/General/Suspend/Resume")->setEnabled(false);
+    EXPECT_EQ(findPath(provider)->countLeaves(true), 559 - 240 - 1);
+    EXPECT_EQ(findPath(provider)->countLeaves(), 559);
 }
 
 TEST_F(TreeOverModules, TheClassFilterTakesANameOrAnIdentifierAndNoClassLeavesTheTopGroups)

@@ -138,14 +138,16 @@ void FTestNode::dropTests()
     environment = nullptr;
 }
 
-int32 FTestNode::countLeaves() const
+int32 FTestNode::countLeaves(bool enabledOnly) const
 {
+    if (enabledOnly && !enabled)
+        return 0;
     if (countChildren() == 0)
         return 1;
     int32 count = 0;
     for (int32 index = 0; index < countChildren(); ++index)
         if (const auto* child = FCast<FTestNode>(static_cast<const FObject*>(getChild(index))))
-            count += child->countLeaves();
+            count += child->countLeaves(enabledOnly);
     return count;
 }
 

@@ -61,8 +61,9 @@ public:
     /** Releases the tests of this node and of every node below it. A test may hold a
         reference to a node above it (a provider), so a tree is dismantled with this first. */
     void dropTests();
-    /** Leaves below this node; a node without children counts as one. */
-    int32 countLeaves() const;
+    /** Leaves below this node; a node without children counts as one. With `enabledOnly`,
+        only what a run of this node would run: a disabled node counts nothing. */
+    int32 countLeaves(bool enabledOnly = false) const;
     /** Moves the test out of this node into a new child "_Self_", so this node can hold
         further tests; answers the new child, or null when there was no test. */
     FTestNode* moveTestToSelf();

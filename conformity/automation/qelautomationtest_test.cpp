@@ -171,12 +171,12 @@ std::string replaced(std::string text, const std::string& from, const std::strin
     return at == std::string::npos ? text : text.replace(at, from.size(), to);
 }
 
-std::vector<TestCase> treeOrder(const ClassSpec& spec)
+std::vector<TestCase> treeOrder(const ClassSpec& subject)
 {
     std::vector<TestCase> cases;
     for (const std::string kind : {"Global Instance", "Local Instances"})
     {
-        const std::string base = kind + "/" + spec.name + "/" + kind + "/";
+        const std::string base = kind + "/" + subject.name + "/" + kind + "/";
         auto addFlush = [&](const std::string& group) {
             cases.push_back({base + group + "/" + kFlushName, kFlushName, true});
         };
@@ -186,7 +186,7 @@ std::vector<TestCase> treeOrder(const ClassSpec& spec)
             for (int32 i = 0; i < 12; ++i)
                 cases.push_back(
                     {base + group + "/" + names[i],
-                     replaced(names[i], kRequestedWords[i / 3], spec.bannerWords[i / 3]), false,
+                     replaced(names[i], kRequestedWords[i / 3], subject.bannerWords[i / 3]), false,
                      sampleAccuracy, i / 3, kEvery[i % 3]});
         };
         addFlush("QEL3 Conformity/Audio Processing 32bit");
@@ -202,7 +202,7 @@ std::vector<TestCase> treeOrder(const ClassSpec& spec)
 /** For each block, whether the test must report unread points, by the reading of the class and
     by the point counts the plug-in was given. Read marks are never cleared within a test, so a
     slot read in any earlier block counts as read. */
-std::vector<bool> unreadBlocks(const ClassSpec& spec, const TestCase& test,
+std::vector<bool> unreadBlocks(const ClassSpec& subject, const TestCase& test,
                                const ObservedTest& observed)
 {
     std::vector<bool> told;
@@ -219,9 +219,9 @@ std::vector<bool> unreadBlocks(const ClassSpec& spec, const TestCase& test,
             std::vector<bool>& slots = readSlots[q];
             if (slots.size() < size_t(count))
                 slots.resize(size_t(count), false);
-            if (spec.reading == Reading::kNothing)
+            if (subject.reading == Reading::kNothing)
                 tell = true;
-            if (spec.reading == Reading::kLastPoint)
+            if (subject.reading == Reading::kLastPoint)
             {
                 slots[size_t(count - 1)] = true;
                 for (int32 slot = 0; slot < count; ++slot)
@@ -239,21 +239,21 @@ std::string message(const std::string& text)
 }
 
 /** The log of the whole run, from the texts of the tests. */
-std::string expectedLog(const ClassSpec& spec, const std::vector<TestCase>& cases,
+std::string expectedLog(const ClassSpec& subject, const std::vector<TestCase>& cases,
                         const std::vector<ObservedTest>& observed)
 {
     std::string log;
     for (size_t i = 0; i < cases.size(); ++i)
     {
         const TestCase& test = cases[i];
-        const bool refusedFlush = test.flush && spec.name == kNoEmptyBlocks.name;
+        const bool refusedFlush = test.flush && subject.name == kNoEmptyBlocks.name;
         log += (refusedFlush ? "Test: ************ FAILED: Root/" : "Test: Passed: Root/") +
                test.path + "\r\n";
         log += message("===" + test.banner + kBannerTail);
-        if (!test.flush && spec.queues[test.outer] == 0)
+        if (!test.flush && subject.queues[test.outer] == 0)
             log += message("No Parameters present.");
         if (i < observed.size())
-            for (bool tell : unreadBlocks(spec, test, observed[i]))
+            for (bool tell : unreadBlocks(subject, test, observed[i]))
                 if (tell)
                     log += message(test.sampleAccuracy ? kNotAllRead : kNoPointRead);
         if (refusedFlush)
@@ -283,12 +283,12 @@ struct PointTotals
 };
 
 /** What the plug-in was given in one test, against the rules of placing points. */
-void checkAgainstRules(const ClassSpec& spec, const TestCase& test, const ObservedTest& observed,
+void checkAgainstRules(const ClassSpec& subject, const TestCase& test, const ObservedTest& observed,
                        PointTotals& totals)
 {
     SCOPED_TRACE(test.path);
     ASSERT_EQ(observed.blocks.size(), test.flush ? 1u : 3u);
-    const int32 queues = test.flush ? spec.queues[0] : spec.queues[test.outer];
+    const int32 queues = test.flush ? subject.queues[0] : subject.queues[test.outer];
     for (size_t b = 0; b < observed.blocks.size(); ++b)
     {
         SCOPED_TRACE("block " + std::to_string(b));
@@ -302,9 +302,9 @@ void checkAgainstRules(const ClassSpec& spec, const TestCase& test, const Observ
             SCOPED_TRACE("queue " + std::to_string(q));
             const ObservedQueue& queue = block.queues[size_t(q)];
             ASSERT_TRUE(queue.present);
-            EXPECT_EQ(queue.id, spec.queueIds[size_t(q)]);
+            EXPECT_EQ(queue.id, subject.queueIds[size_t(q)]);
             EXPECT_TRUE(queue.refused.empty());
-            if (spec.queueIds[size_t(q)] == kNoParamId)
+            if (subject.queueIds[size_t(q)] == kNoParamId)
             {
                 EXPECT_EQ(queue.count, 0);
                 continue;
@@ -328,7 +328,7 @@ void checkAgainstRules(const ClassSpec& spec, const TestCase& test, const Observ
                 EXPECT_GE(queue.count, test.sampleAccuracy ? 2 : 1);
             }
 
-            if (spec.reading == Reading::kAll || spec.reading == Reading::kOutOfRange)
+            if (subject.reading == Reading::kAll || subject.reading == Reading::kOutOfRange)
             {
                 ASSERT_EQ(queue.points.size(), size_t(queue.count));
                 for (size_t p = 0; p < queue.points.size(); ++p)
@@ -349,7 +349,7 @@ void checkAgainstRules(const ClassSpec& spec, const TestCase& test, const Observ
                     }
                 }
             }
-            if (spec.reading == Reading::kLastPoint)
+            if (subject.reading == Reading::kLastPoint)
             {
                 ASSERT_EQ(queue.points.size(), queue.count > 0 ? 1u : 0u);
                 if (queue.count > 0)
@@ -365,7 +365,7 @@ void checkAgainstRules(const ClassSpec& spec, const TestCase& test, const Observ
                 totals.values.push_back(point.value);
             }
         }
-        if (spec.reading == Reading::kOutOfRange && queues > 0)
+        if (subject.reading == Reading::kOutOfRange && queues > 0)
         {
             // Reads before and past the points and additions are refused and change nothing;
             // the changes answer no queue outside their range and take no new parameter.
@@ -390,11 +390,11 @@ class AutomationRun : public Quillmark::testing::ConformityRun
 {
 protected:
     /** Runs the automation groups and both flush tests over one class and checks the log. */
-    void runClass(const std::string& module, const ClassSpec& spec)
+    void runClass(const std::string& module, const ClassSpec& subject)
     {
         ASSERT_TRUE(loadModule(module));
-        buildTree(kGroups, spec.name);
-        const std::vector<TestCase> cases = treeOrder(spec);
+        buildTree(kGroups, subject.name);
+        const std::vector<TestCase> cases = treeOrder(subject);
         ASSERT_EQ(cases.size(), 100u);
 
         const std::string observations = temp.file("observations.txt");
@@ -403,15 +403,15 @@ protected:
         unsetenv(Examples::kFixtureLogVariable);
 
         std::vector<ObservedTest> observed;
-        if (spec.reading != Reading::kUnknown)
+        if (subject.reading != Reading::kUnknown)
         {
             observed =
                 Quillmark::testing::parseObservations(Quillmark::testing::readFile(observations));
             ASSERT_EQ(observed.size(), cases.size()) << "one activation per test";
             PointTotals totals;
             for (size_t i = 0; i < cases.size(); ++i)
-                checkAgainstRules(spec, cases[i], observed[i], totals);
-            if (!spec.queueIds.empty())
+                checkAgainstRules(subject, cases[i], observed[i], totals);
+            if (!subject.queueIds.empty())
             {
                 // Rarer intervals give fewer points; at interval 1 every sample has one.
                 EXPECT_LT(totals.points[0] * totals.samples[1],
@@ -419,7 +419,7 @@ protected:
                 EXPECT_LT(totals.points[1], totals.points[2]);
                 EXPECT_EQ(totals.points[2], totals.samples[2]);
             }
-            if (!spec.queueIds.empty() && spec.reading != Reading::kNothing)
+            if (!subject.queueIds.empty() && subject.reading != Reading::kNothing)
             {
                 // The values read are not all the same.
                 ASSERT_FALSE(totals.values.empty());
@@ -427,7 +427,7 @@ protected:
                           *std::max_element(totals.values.begin(), totals.values.end()));
             }
         }
-        EXPECT_EQ(log, expectedLog(spec, cases, observed));
+        EXPECT_EQ(log, expectedLog(subject, cases, observed));
     }
 
     const std::string faults = Quillmark::testing::fixture("fx_automation_faults.so");

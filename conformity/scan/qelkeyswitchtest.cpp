@@ -15,36 +15,25 @@ bool QelKeyswitchTest::run(ITestResult* result)
         return false;
     addBanner(result);
 
-    if (!controller)
-    {
-        addMessage(result, "No Edit Controller supplied!");
-        return true;
-    }
-    Queried<IKeyswitchController> keyswitches(controller);
+    auto keyswitches = controllerFeature<IKeyswitchController>(controller, result,
+                                                               "No Keyswitch interface supplied!");
     if (!keyswitches)
-    {
-        addMessage(result, "No Keyswitch interface supplied!");
         return true;
-    }
 
-    const int32 busCount = plug->getBusCount(kEvent, kInput);
-    for (int32 bus = 0; bus < busCount; ++bus)
-    {
-        BusInfo busInfo{};
-        plug->getBusInfo(kEvent, kInput, bus, busInfo);
-        for (int32 channel = 0; channel < busInfo.channelCount; ++channel)
+    return forEachEventInputChannel(
+        *plug,
+        [&](int32 bus, int16 channel)
         {
-            const auto channel16 = static_cast<int16>(channel);
-            const int32 count = keyswitches->getKeyswitchCount(bus, channel16);
+            const int32 count = keyswitches->getKeyswitchCount(bus, channel);
             if (count <= 0)
-                continue;
+                return true;
             addMessage(result, String::format("Keyswitch support bus[%d], channel[%d]: %d", bus,
                                               channel, count));
             // Only that each counted key switch can be described is checked, not what it says.
             for (int32 index = 0; index < count; ++index)
             {
                 KeyswitchInfo info{};
-                if (keyswitches->getKeyswitchInfo(bus, channel16, index, info) != kResultOk)
+                if (keyswitches->getKeyswitchInfo(bus, channel, index, info) != kResultOk)
                 {
                     addError(result, String::format("Keyswitch getKeyswitchInfo (%d, %d, %d) "
                                                     "return kResultFalse!",
@@ -52,9 +41,8 @@ bool QelKeyswitchTest::run(ITestResult* result)
                     return false;
                 }
             }
-        }
-    }
-    return true;
+            return true;
+        });
 }
 
 } // namespace Qel

@@ -14,17 +14,10 @@ bool QelMidiMappingTest::run(ITestResult* result)
         return false;
     addBanner(result);
 
-    if (!controller)
-    {
-        addMessage(result, "No Edit Controller supplied!");
-        return true;
-    }
-    Queried<IMidiMapping> mapping(controller);
+    auto mapping =
+        controllerFeature<IMidiMapping>(controller, result, "No MIDI Mapping interface supplied!");
     if (!mapping)
-    {
-        addMessage(result, "No MIDI Mapping interface supplied!");
         return true;
-    }
 
     const int32 parameterCount = controller->getParameterCount();
     const int32 busCount = plug->getBusCount(kEvent, kInput);

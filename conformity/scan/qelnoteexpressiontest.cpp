@@ -15,29 +15,19 @@ bool QelNoteExpressionTest::run(ITestResult* result)
         return false;
     addBanner(result);
 
-    if (!controller)
-    {
-        addMessage(result, "No Edit Controller supplied!");
-        return true;
-    }
-    Queried<INoteExpressionController> expressions(controller);
+    auto expressions = controllerFeature<INoteExpressionController>(
+        controller, result, "No Note Expression interface supplied!");
     if (!expressions)
-    {
-        addMessage(result, "No Note Expression interface supplied!");
         return true;
-    }
 
-    const int32 busCount = plug->getBusCount(kEvent, kInput);
-    for (int32 bus = 0; bus < busCount; ++bus)
-    {
-        BusInfo busInfo{};
-        plug->getBusInfo(kEvent, kInput, bus, busInfo);
-        for (int32 channel = 0; channel < busInfo.channelCount; ++channel)
+    return forEachEventInputChannel(
+        *plug,
+        [&](int32 bus, int16 channel16)
         {
-            const auto channel16 = static_cast<int16>(channel);
+            const int32 channel = channel16;
             const int32 count = expressions->getNoteExpressionCount(bus, channel16);
             if (count <= 0)
-                continue;
+                return true;
             addMessage(result, String::format("Note Expression count bus[%d], channel[%d]: %d", bus,
                                               channel, count));
             for (int32 index = 0; index < count; ++index)
@@ -71,9 +61,8 @@ bool QelNoteExpressionTest::run(ITestResult* result)
                                               "(%d, %d, %d) return kResultFalse!",
                                               bus, channel, typeId));
             }
-        }
-    }
-    return true;
+            return true;
+        });
 }
 
 } // namespace Qel

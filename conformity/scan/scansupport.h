@@ -5,9 +5,11 @@
 
 #include "base/fstring.h"
 #include "qel3/funknown.h"
+#include "qel3/icomponent.h"
 #include "qel3/itest.h"
 #include "qel3/qeltypes.h"
 
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -32,6 +34,7 @@ public:
         if (pointer)
             pointer->release();
     }
+    Queried(Queried&& other) noexcept : pointer(std::exchange(other.pointer, nullptr)) {}
     Queried(const Queried&) = delete;
     Queried& operator=(const Queried&) = delete;
 
@@ -52,6 +55,29 @@ inline bool isEmptyField(const TChar* field)
 {
     return !field || field[0] == 0;
 }
+
+/** The controller's interface `I` for a test that needs it. Without a controller, or when the
+    controller lacks `I` (`missingText` says so), the result hears why and the holder is empty:
+    an unsupported feature passes. */
+template <class I>
+Queried<I> controllerFeature(FUnknown* controller, ITestResult* result, const char8* missingText)
+{
+    if (!controller)
+    {
+        result->addMessage("No Edit Controller supplied!");
+        return Queried<I>(nullptr);
+    }
+    Queried<I> feature(controller);
+    if (!feature)
+        result->addMessage(missingText);
+    return feature;
+}
+
+/** Calls `visit(bus, channel)` for each channel of each event input bus of `plug`, in order, as
+    long as it answers true; answers false when a visit did. A bus whose record cannot be read
+    has no channels. */
+bool forEachEventInputChannel(IComponent& plug,
+                              const std::function<bool(int32 bus, int16 channel)>& visit);
 
 /** Adds `text` to the result's messages. */
 void addMessage(ITestResult* result, const String& text);
