@@ -7,6 +7,7 @@
 #include "base/fcapabilities.h"
 #include "base/fstreamer.h"
 
+#include <cstring>
 #include <new>
 
 namespace Quillmark
@@ -46,34 +47,24 @@ bool ASpeakerArrangement::read(FStreamer& streamer)
 // list of that name, in list order; a single integer "Type" reads as a list of one.
 void ASpeakerArrangement::storeAttributes(FAttributes& attributes) const
 {
-    FIntList* list = attributes.setIntList(kTypeAttribute);
-    list->clear();
+    // One "Type" per speaker, in list order; what was stored before goes first.
+    while (attributes.contains(kTypeAttribute))
+        attributes.remove(kTypeAttribute);
     for (const ASpeakerProperty* speaker : speakers)
-        list->add(int64(speaker->getId()));
+        attributes.appendInt(kTypeAttribute, int64(speaker->getId()));
 }
 
 void ASpeakerArrangement::restoreAttributes(const FAttributes& attributes)
 {
     removeAll();
-    switch (attributes.getType(kTypeAttribute))
+    for (int32 index = 0; index < attributes.count(); ++index)
     {
-    case FAttrType::kNone:
-        break;
-    case FAttrType::kIntList:
-        for (int64 id : attributes.getIntList(kTypeAttribute)->values())
-            append(int32(id));
-        break;
-    case FAttrType::kInt:
-    {
-        int64 id = 0;
-        attributes.getInt(kTypeAttribute, id);
-        append(int32(id));
-        break;
-    }
-    default:
+        if (std::strcmp(attributes.nameAt(index), kTypeAttribute) != 0)
+            continue;
         // A value that is not a number stands for a speaker all the same.
-        append(kSpeakerMono);
-        break;
+        int64 id = kSpeakerMono;
+        attributes.getIntAt(index, id);
+        append(int32(id));
     }
     reduceToCapabilities(count());
 }

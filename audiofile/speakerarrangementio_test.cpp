@@ -101,14 +101,26 @@ TEST(SpeakerArrangementIO, AttributeFormKeepsEveryNumberInOrder)
     attributes.setInt("Other", 3);
     arrangement.storeAttributes(attributes);
 
-    // Negative numbers are widened with their sign.
-    ASSERT_EQ(attributes.getType("Type"), FAttrType::kIntList);
-    EXPECT_EQ(attributes.getIntList("Type")->values(),
-              (std::vector<int64>{2, 1, -1, 0x7FFFFFFF, -2147483648LL, 2}));
+    // One "Type" per speaker, negative numbers widened with their sign.
+    std::vector<int64> stored;
+    for (int32 index = 0; index < attributes.count(); ++index)
+        if (std::string(attributes.nameAt(index)) == "Type")
+        {
+            int64 value = 0;
+            EXPECT_TRUE(attributes.getIntAt(index, value));
+            stored.push_back(value);
+        }
+    EXPECT_EQ(stored, (std::vector<int64>{2, 1, -1, 0x7FFFFFFF, -2147483648LL, 2}));
 
-    // Through the XML text and back.
+    // Through the XML text and back: the repeated element survives.
     FMemoryStream xml;
     ASSERT_TRUE(attributes.writeXml(&xml));
+    std::string text(xml.data(), size_t(xml.size()));
+    size_t repeats = 0;
+    for (size_t at = text.find("name=\"Type\""); at != std::string::npos;
+         at = text.find("name=\"Type\"", at + 1))
+        ++repeats;
+    EXPECT_EQ(repeats, 6u) << text;
     FAttributes reread;
     ASSERT_TRUE(reread.readXml(xml.data(), size_t(xml.size())));
     ASpeakerArrangement restored;
@@ -135,9 +147,13 @@ TEST(SpeakerArrangementIO, AttributeValuesOfOtherKinds)
     EXPECT_EQ(idsOf(arrangement), Ids{kSpeakerLfe2});
 
     FAttributes text;
-    text.setString("Type", "left");
+    text.appendInt("Type", kSpeakerR);
+    text.setString("Name", "left");
+    text.setString("Type", "left"); // the first "Type" becomes a text; the second stays
+    text.appendInt("Type", kSpeakerC);
     arrangement.restoreAttributes(text);
-    EXPECT_EQ(idsOf(arrangement), Ids{kSpeakerMono}) << "a value that is no number is speaker 0";
+    EXPECT_EQ(idsOf(arrangement), (Ids{kSpeakerMono, kSpeakerC}))
+        << "a value that is no number is speaker 0";
 
     FAttributes missing;
     arrangement.restoreAttributes(missing);

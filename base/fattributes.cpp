@@ -187,6 +187,23 @@ void FAttributes::setInt(const char8* name, int64 value)
     setEntry(name, FAttrType::kInt).intValue = value;
 }
 
+void FAttributes::appendInt(const char8* name, int64 value)
+{
+    entries.emplace_back();
+    Entry& entry = entries.back();
+    entry.name = safeName(name);
+    entry.type = FAttrType::kInt;
+    entry.intValue = value;
+}
+
+bool FAttributes::getIntAt(int32 index, int64& value) const
+{
+    if (index < 0 || index >= count() || entries[size_t(index)].type != FAttrType::kInt)
+        return false;
+    value = entries[size_t(index)].intValue;
+    return true;
+}
+
 bool FAttributes::getInt(const char8* name, int64& value) const
 {
     const Entry* entry = find(name, FAttrType::kInt);

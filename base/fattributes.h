@@ -51,6 +51,11 @@ public:
     // otherwise appends. A get answers only for an entry of its own kind.
     void setInt(const char8* name, int64 value);
     bool getInt(const char8* name, int64& value) const;
+    /** Adds an integer behind the others even when the name is taken: a name may stand once
+        per value of a repeated attribute. Lookups by name find the first. */
+    void appendInt(const char8* name, int64 value);
+    /** The integer of entry `index`; false when that entry holds no integer. */
+    bool getIntAt(int32 index, int64& value) const;
     void setFloat(const char8* name, double value);
     /** Also reads an integer entry. */
     bool getFloat(const char8* name, double& value) const;

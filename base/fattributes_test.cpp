@@ -500,3 +500,28 @@ TEST(FAttributesXml, DamageKeepsTheCompleteTopLevelEntries)
     part->release();
     tree->release();
 }
+
+TEST(FAttributesRepeated, ARepeatedIntegerKeepsEveryValueInOrderThroughXml)
+{
+    FAttributes attributes;
+    attributes.appendInt("Type", 2);
+    attributes.setString("Name", "x");
+    attributes.appendInt("Type", -3);
+    attributes.appendInt("Type", 2);
+    int64 first = 0;
+    ASSERT_TRUE(attributes.getInt("Type", first));
+    EXPECT_EQ(first, 2);
+
+    FMemoryStream xml;
+    ASSERT_TRUE(attributes.writeXml(&xml));
+    FAttributes reread;
+    ASSERT_TRUE(reread.readXml(xml.data(), size_t(xml.size())));
+    std::vector<std::pair<std::string, int64>> entries;
+    for (int32 index = 0; index < reread.count(); ++index)
+    {
+        int64 value = 0;
+        entries.emplace_back(reread.nameAt(index), reread.getIntAt(index, value) ? value : 99);
+    }
+    EXPECT_EQ(entries, (std::vector<std::pair<std::string, int64>>{
+                           {"Type", 2}, {"Name", 99}, {"Type", -3}, {"Type", 2}}));
+}

@@ -879,7 +879,11 @@ private:
         switch (frame.type)
         {
         case FAttrType::kInt:
-            target->setInt(name, frame.intValue);
+            // A repeated integer is a repeated attribute (a speaker list, say): kept whole.
+            if (target->getType(name) == FAttrType::kInt)
+                target->appendInt(name, frame.intValue);
+            else
+                target->setInt(name, frame.intValue);
             break;
         case FAttrType::kFloat:
             target->setFloat(name, frame.floatValue);
