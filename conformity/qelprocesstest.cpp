@@ -65,6 +65,14 @@ bool QelProcessTest::canProcess(ITestResult* result)
     return false;
 }
 
+bool QelProcessTest::stopProcessing(ITestResult* result, const char8* error)
+{
+    audioEffect->setProcessing(false);
+    if (error)
+        result->addErrorMessage(error);
+    return false;
+}
+
 bool QelProcessTest::run(ITestResult* result)
 {
     if (!isReady(result))
@@ -77,16 +85,9 @@ bool QelProcessTest::run(ITestResult* result)
         if (!preProcess(result))
             return false;
         if (audioEffect->process(data()) != kResultOk)
-        {
-            audioEffect->setProcessing(false);
-            result->addErrorMessage("IAudioProcessor::process (..) failed.");
-            return false;
-        }
+            return stopProcessing(result, "IAudioProcessor::process (..) failed.");
         if (!postProcess(result))
-        {
-            audioEffect->setProcessing(false);
-            return false;
-        }
+            return stopProcessing(result);
     }
     audioEffect->setProcessing(false);
     return true;

@@ -43,6 +43,9 @@ protected:
     /** Whether the plug-in takes the test's sample size; says so in `result` when not. False
         without a result or processor, or when the record's size differs from the setup's. */
     bool canProcess(ITestResult* result);
+    /** Ends a run that failed: switches processing off, adds `error` when given, and answers
+        false for the run to return. */
+    bool stopProcessing(ITestResult* result, const char8* error = nullptr);
     /** The record given to process: the buffers' own. */
     ProcessData& data() { return buffers.data(); }
 

@@ -30,11 +30,7 @@ bool QelFlushParamTest::run(ITestResult* result)
     // With no samples no point is placed: the plug-in sees its queue empty.
     preProcess(result);
     if (audioEffect->process(block) != kResultOk)
-    {
-        result->addErrorMessage("The component failed to process without audio buffers!");
-        audioEffect->setProcessing(false);
-        return false;
-    }
+        return stopProcessing(result, "The component failed to process without audio buffers!");
     postProcess(result);
     audioEffect->setProcessing(false);
     return true;

@@ -55,21 +55,11 @@ bool QelProcessTailTest::run(ITestResult* result)
     {
         inputSilent = pass > kLastNoisePass;
         if (!preProcess(result))
-        {
-            audioEffect->setProcessing(false);
-            return false;
-        }
+            return stopProcessing(result);
         if (audioEffect->process(data()) != kResultOk)
-        {
-            result->addErrorMessage("IAudioProcessor::process (..) failed.");
-            audioEffect->setProcessing(false);
-            return false;
-        }
+            return stopProcessing(result, "IAudioProcessor::process (..) failed.");
         if (!postProcess(result))
-        {
-            audioEffect->setProcessing(false);
-            return false;
-        }
+            return stopProcessing(result);
     }
     audioEffect->setProcessing(false);
     return true;

@@ -41,16 +41,12 @@ bool QelSilenceFlagsTest::run(ITestResult* result)
             {
                 processData.inputs[bus].silenceFlags = uint64(flags);
                 if (audioEffect->process(processData) != kResultOk)
-                {
-                    result->addErrorMessage(
-                        String::format("The component failed to process bus %i with silence flag "
-                                       "combination %x!",
-                                       bus, uint32(flags))
-                            .toUtf8()
-                            .c_str());
-                    audioEffect->setProcessing(false);
-                    return false;
-                }
+                    return stopProcessing(
+                        result, String::format("The component failed to process bus %i with "
+                                               "silence flag combination %x!",
+                                               bus, uint32(flags))
+                                    .toUtf8()
+                                    .c_str());
             }
         }
     }

@@ -117,11 +117,7 @@ bool QelSilenceProcessingTest::run(ITestResult* result)
         silenceInputs();
         flagOutputs();
         if (audioEffect->process(processData) != kResultOk)
-        {
-            result->addErrorMessage("The component failed to process!");
-            audioEffect->setProcessing(false);
-            return false;
-        }
+            return stopProcessing(result, "The component failed to process!");
         checkOutputs(result);
     }
     audioEffect->setProcessing(false);

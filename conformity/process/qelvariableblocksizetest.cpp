@@ -22,14 +22,11 @@ bool QelVariableBlockSizeTest::run(ITestResult* result)
         // An empty block is legal but its result means nothing, so it is not judged.
         data().numSamples = pass == 0 ? 0 : size;
         if (audioEffect->process(data()) != kResultOk && pass > 0)
-        {
-            result->addErrorMessage(
+            return stopProcessing(
+                result,
                 String::format("The component failed to process an audioblock of size %i", size)
                     .toUtf8()
                     .c_str());
-            audioEffect->setProcessing(false);
-            return false;
-        }
     }
     audioEffect->setProcessing(false);
     return true;
