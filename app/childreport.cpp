@@ -74,6 +74,12 @@ std::string ChildReport::describe(const ProcessEnd& processEnd, const std::strin
     return "The test process could not be started";
 }
 
+std::string ChildReport::reasonOfEnd(const ProcessEnd& processEnd) const
+{
+    std::string note;
+    return describe(processEnd, fatalNote, note);
+}
+
 ChildReport::Planned* ChildReport::findPlanned(const std::string& path)
 {
     for (Planned& planned : plan)
@@ -119,8 +125,12 @@ void ChildReport::receive(const ReportRecord& record, double now)
         break;
     case ReportRecord::kBegin:
         open.emplace_back(fields[0], now);
-        if (Planned* planned = findPlanned(fields[0]); planned && listener.started)
-            listener.started(planned->path, planned->suite);
+        if (Planned* planned = findPlanned(fields[0]))
+        {
+            testStarted = true;
+            if (listener.started)
+                listener.started(planned->path, planned->suite);
+        }
         break;
     case ReportRecord::kMessage:
         pendingMessages.push_back(fields[0]);
@@ -224,6 +234,9 @@ ChildReport::Ending ChildReport::end(const ProcessEnd& processEnd, double now, b
         ending.blamed = std::move(blamed);
     }
 
+    for (const Planned& planned : plan)
+        if (planned.finished)
+            ending.lastSettled = planned.path;
     for (const Planned& planned : plan)
         if (!planned.finished)
         {

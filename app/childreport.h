@@ -42,6 +42,9 @@ public:
         std::optional<TestOutcome> blamed;
         /** The planned tests that did not run, marked as such. */
         std::vector<TestOutcome> notRun;
+        /** The last planned test that ran or took the blame: a new process can go on after
+            it with `notRun`. Empty when there is none. */
+        std::string lastSettled;
     };
 
     /** The process has ended at `now`. Without `blame` (the user stopped the run) nothing is
@@ -50,6 +53,10 @@ public:
 
     bool isDone() const { return done; }
     size_t countPlanned() const { return plan.size(); }
+    /** Whether one of the planned tests has begun: the process got past the groups' setup. */
+    bool hasStartedTest() const { return testStarted; }
+    /** The error text for the end of a process whose run was not over. */
+    std::string reasonOfEnd(const ProcessEnd& processEnd) const;
 
     /** The error text for an end before the run was over, and a short form in `note`. */
     static std::string describe(const ProcessEnd& processEnd, const std::string& fatalNote,
@@ -75,6 +82,7 @@ private:
     std::vector<std::string> pendingErrors;
     std::string fatalNote;
     bool done = false;
+    bool testStarted = false;
 };
 
 } // namespace Quillmark

@@ -241,3 +241,34 @@ TEST_F(Blame, AStoppedRunBlamesNobody)
     EXPECT_FALSE(ending.blamed);
     EXPECT_EQ(paths(ending.notRun), (std::vector<std::string>{kFirst, kSecond, kThird}));
 }
+
+TEST_F(Blame, TheEndTellsWhereANewProcessGoesOn)
+{
+    // Blamed in its test: the next process starts after that test.
+    plan();
+    send(ReportRecord::kBegin, {kProvider});
+    EXPECT_FALSE(report.hasStartedTest()) << "a group is no test";
+    pass(kFirst);
+    EXPECT_TRUE(report.hasStartedTest());
+    send(ReportRecord::kBegin, {kSecond});
+    ChildReport::Ending ending = report.end(signalled(SIGSEGV), 1.0);
+    EXPECT_EQ(ending.lastSettled, kSecond);
+    EXPECT_EQ(paths(ending.notRun), std::vector<std::string>{kThird});
+
+    // Dead while preparing: the first test took the blame, so the next one goes on after it.
+    ChildReport preparing("Root/Global Instance/Fx", {});
+    preparing.receive({ReportRecord::kPlan, {kFirst, kProvider}}, 0.0);
+    preparing.receive({ReportRecord::kPlan, {kSecond, kProvider}}, 0.0);
+    preparing.receive({ReportRecord::kBegin, {kProvider}}, 0.0);
+    EXPECT_FALSE(preparing.hasStartedTest());
+    ChildReport::Ending early = preparing.end(signalled(SIGABRT), 1.0);
+    EXPECT_EQ(early.lastSettled, kFirst);
+    EXPECT_NE(preparing.reasonOfEnd(signalled(SIGABRT)).find("SIGABRT"), std::string::npos);
+
+    // Unblamed (stopped) with nothing run: nowhere to go on from.
+    ChildReport stopped("Root/Global Instance/Fx", {});
+    stopped.receive({ReportRecord::kPlan, {kFirst, kProvider}}, 0.0);
+    ChildReport::Ending none = stopped.end(signalled(SIGINT), 1.0, false);
+    EXPECT_TRUE(none.lastSettled.empty());
+    EXPECT_EQ(none.notRun.size(), 1u);
+}

@@ -145,6 +145,26 @@ void collectPlan(FTestNode& node, std::vector<FTestNode*>& into)
             collectPlan(*child, into);
 }
 
+/** Disables what lies at or before `last` in tree order below `node`, so that a run goes on
+    with the tests after it; a group whose tests all came before is disabled as a whole, so
+    that it is not set up again. Answers whether all of `node` lay there; `passed` turns true
+    once `last` has been met. */
+bool skipThrough(FTestNode& node, const FTestNode& last, bool& passed)
+{
+    if (passed)
+        return false;
+    if (&node == &last)
+        passed = true;
+    bool whole = true;
+    if (!passed)
+        for (int32 index = 0; index < node.countChildren(); ++index)
+            if (auto* child = FCast<FTestNode>(node.getChild(index)))
+                whole = skipThrough(*child, last, passed) && whole;
+    if (whole)
+        node.setEnabled(false);
+    return whole;
+}
+
 double secondsNow()
 {
     using namespace std::chrono;
@@ -155,28 +175,33 @@ double secondsNow()
 
 std::string IsolationUnit::toString() const
 {
-    switch (kind)
-    {
-    case kGlobal:
-        return "global:" + cid;
-    case kLocal:
-        return "local:" + cid;
-    case kModuleTests:
-        break;
-    }
-    return "tests";
+    std::string text = "tests";
+    if (kind == kGlobal)
+        text = "global:" + cid;
+    else if (kind == kLocal)
+        text = "local:" + cid;
+    return resumeAfter.empty() ? text : text + ">" + resumeAfter;
 }
 
 std::optional<IsolationUnit> IsolationUnit::parse(const std::string& text)
 {
+    // The part before the first '>' never holds one; the path after it may.
     IsolationUnit unit;
-    if (text == "tests")
+    const size_t mark = text.find('>');
+    const std::string name = text.substr(0, mark);
+    if (mark != std::string::npos)
+    {
+        unit.resumeAfter = text.substr(mark + 1);
+        if (unit.resumeAfter.empty())
+            return std::nullopt;
+    }
+    if (name == "tests")
         return unit;
     for (auto [prefix, kind] : {std::pair{"global:", kGlobal}, std::pair{"local:", kLocal}})
-        if (text.rfind(prefix, 0) == 0 && text.size() > std::string(prefix).size())
+        if (name.rfind(prefix, 0) == 0 && name.size() > std::string(prefix).size())
         {
             unit.kind = kind;
-            unit.cid = text.substr(std::string(prefix).size());
+            unit.cid = name.substr(std::string(prefix).size());
             return unit;
         }
     return std::nullopt;
@@ -258,6 +283,23 @@ int runIsolatedChild(const CommandLine& commandLine, std::ostream& err)
     }
     if (selection.empty())
         selection.push_back(base);
+    if (!unit->resumeAfter.empty())
+    {
+        FTestNode* last = tester->findPath(unit->resumeAfter.c_str());
+        if (!last)
+        {
+            err << "Qel3PluginTestHost: no test node at " << unit->resumeAfter << "\n";
+            return finish(kExitUsage);
+        }
+        // The selected nodes that lay wholly before are dropped, so that not even the groups
+        // above them are set up again.
+        bool passed = false;
+        std::vector<FTestNode*> rest;
+        for (FTestNode* node : selection)
+            if (!skipThrough(*node, *last, passed))
+                rest.push_back(node);
+        selection = std::move(rest);
+    }
 
     std::vector<FTestNode*> plan;
     for (FTestNode* node : selection)

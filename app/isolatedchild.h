@@ -13,7 +13,8 @@ namespace Quillmark
 
 struct CommandLine;
 
-/** What a test process runs: "tests" (the modules' own tests), "global:CID" or "local:CID". */
+/** What a test process runs: "tests" (the modules' own tests), "global:CID" or "local:CID",
+    followed by ">PATH" when it goes on after the test at PATH. */
 struct IsolationUnit
 {
     enum Kind
@@ -24,6 +25,9 @@ struct IsolationUnit
     };
     Kind kind = kModuleTests;
     std::string cid; // the class identifier text, for kGlobal and kLocal
+    /** When a process of the unit died: the last test it dealt with. The next process runs
+        only the tests after it. Empty for a whole run. */
+    std::string resumeAfter;
 
     std::string toString() const;
     static std::optional<IsolationUnit> parse(const std::string& text);

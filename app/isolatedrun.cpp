@@ -250,82 +250,137 @@ int IsolatedRun::run(const std::vector<std::string>& folders, FAutotestLog& log)
 bool IsolatedRun::runUnit(const Unit& unit, const std::vector<std::string>& folders,
                           const std::string& childLog, FAutotestLog& log)
 {
+    const std::string unitName =
+        unit.path + (unit.unit.kind == IsolationUnit::kModuleTests ? " (the modules' tests)" : "");
+    ProgressLine& progress = reporter.getProgress();
+    // A process that dies hands the tests after the blamed one to a new process. Each new one
+    // starts past a test the one before settled, so there are fewer restarts than tests.
+    IsolationUnit part = unit.unit;
+    size_t restartsLeft = 0;
+    bool planSeen = false;
+    bool lastHung = false;
+    std::vector<TestOutcome> handedOver; // the tests a new process was started for
+    for (bool first = true;; first = false)
+    {
+        int finishedHere = 0;
+        ChildReport::Listener listener;
+        listener.planned = [&](const std::string&, const std::string&)
+        {
+            if (!first)
+                return; // counted with the first process's plan
+            if (!planSeen)
+                progress.addToTotal(-unit.estimate);
+            planSeen = true;
+            progress.addToTotal(1);
+        };
+        listener.started = [&](const std::string& path, const std::string& suite)
+        { reporter.started(path, suite); };
+        listener.finished = [&](const TestOutcome& outcome)
+        {
+            reporter.finished(outcome);
+            if (outcome.leaf)
+            {
+                writeLog(log, outcome);
+                ++finishedHere;
+            }
+        };
+        ChildReport report(unit.path, listener);
+        ProcessEnd end = runProcess(part, unit.selections, folders, childLog, report);
+
+        if (first && !report.isDone() && end.kind == ProcessEnd::kExited &&
+            end.code == kExitUsage && report.countPlanned() == 0)
+            return false; // the process has said what was wrong
+        if (first)
+        {
+            if (!planSeen)
+                progress.addToTotal(-unit.estimate);
+            restartsLeft = report.countPlanned();
+        }
+
+        const bool interrupted = InterruptCatcher::interrupted();
+        // A new process that dies before its first test died setting up what every test
+        // needs: another one would die the same way.
+        const bool stuckInSetup = !first && !report.isDone() && !report.hasStartedTest();
+        ChildReport::Ending ending = report.end(end, secondsNow(), !interrupted && !stuckInSetup);
+        if (!first && !report.isDone() && report.countPlanned() == 0)
+            ending.notRun = handedOver; // it died before telling its plan
+        if (stuckInSetup && !interrupted)
+            reporter.diagnostic(
+                err, "Qel3PluginTestHost: the next test process of " + unitName +
+                         " ended before its first test: " + report.reasonOfEnd(end) + "\n");
+        if (ending.blamed)
+        {
+            reporter.finished(*ending.blamed);
+            writeLog(log, *ending.blamed);
+            reporter.diagnostic(err, "Qel3PluginTestHost: the test process of " + unitName +
+                                         " ended early: " + ending.blamed->errors.back() + "\n");
+        }
+        // Each hang costs the whole time limit: when a new process hangs in its first test
+        // right after a hang, the class is taken to hang in the tests after it as well.
+        const bool hung = end.kind == ProcessEnd::kTimedOut;
+        const bool hungAgain = hung && lastHung && finishedHere == 0;
+        lastHung = hung;
+        if (hungAgain && !stuckInSetup && !ending.notRun.empty())
+            reporter.diagnostic(err, "Qel3PluginTestHost: the test processes of " + unitName +
+                                         " hung twice in a row\n");
+        if (!ending.notRun.empty() && ending.blamed && !ending.lastSettled.empty() &&
+            restartsLeft > 0 && !hungAgain)
+        {
+            --restartsLeft;
+            part.resumeAfter = ending.lastSettled;
+            handedOver = std::move(ending.notRun);
+            reporter.diagnostic(err, "Qel3PluginTestHost: a new test process runs the " +
+                                         std::to_string(handedOver.size()) + " tests of " +
+                                         unitName + " after " + ending.lastSettled + "\n");
+            continue;
+        }
+        for (const TestOutcome& outcome : ending.notRun)
+            reporter.finished(outcome);
+        if (!ending.notRun.empty())
+            reporter.diagnostic(err, "Qel3PluginTestHost: " + std::to_string(ending.notRun.size()) +
+                                         " tests of " + unitName + " did not run\n");
+        else if (report.isDone() && !(end.kind == ProcessEnd::kExited &&
+                                      (end.code == kExitOk || end.code == kExitInterrupted)))
+        {
+            std::string how = end.kind == ProcessEnd::kSignalled
+                                  ? "signal " + std::to_string(end.signal)
+                                  : "exit status " + std::to_string(end.code);
+            reporter.diagnostic(err, "Qel3PluginTestHost: the test process of " + unitName +
+                                         " ended with " + how + " after its tests\n");
+        }
+        return true;
+    }
+}
+
+ProcessEnd IsolatedRun::runProcess(const IsolationUnit& part,
+                                   const std::vector<std::string>& selections,
+                                   const std::vector<std::string>& folders,
+                                   const std::string& childLog, ChildReport& report)
+{
     std::vector<std::string> arguments{program, "--test"};
     arguments.insert(arguments.end(), folders.begin(), folders.end());
     arguments.insert(arguments.end(), {"--config-dir", platform::userDataFolder(),
-                                       "--isolated-child", unit.unit.toString(), "--report-fd",
+                                       "--isolated-child", part.toString(), "--report-fd",
                                        std::to_string(ChildProcess::kReportFd), "--log", childLog});
-    for (const std::string& selection : unit.selections)
+    for (const std::string& selection : selections)
         arguments.insert(arguments.end(), {"--select", selection});
-
-    ProgressLine& progress = reporter.getProgress();
-    bool planSeen = false;
-    ChildReport::Listener listener;
-    listener.planned = [&](const std::string&, const std::string&)
-    {
-        if (!planSeen)
-            progress.addToTotal(-unit.estimate);
-        planSeen = true;
-        progress.addToTotal(1);
-    };
-    listener.started = [&](const std::string& path, const std::string& suite)
-    { reporter.started(path, suite); };
-    listener.finished = [&](const TestOutcome& outcome)
-    {
-        reporter.finished(outcome);
-        if (outcome.leaf)
-            writeLog(log, outcome);
-    };
-    const std::string unitName =
-        unit.path + (unit.unit.kind == IsolationUnit::kModuleTests ? " (the modules' tests)" : "");
-    ChildReport report(unit.path, listener);
 
     ChildProcess child;
     std::string problem;
-    ProcessEnd end;
-    if (child.start(arguments, problem))
+    if (!child.start(arguments, problem))
     {
-        ChildProcess::Handlers handlers;
-        handlers.line = [&](const std::string& line) { report.receiveLine(line, secondsNow()); };
-        handlers.output = [&](const std::string& chunk) { reporter.diagnostic(err, chunk); };
-        handlers.tick = [&] { progress.redraw(); };
-        // Ctrl-C reaches the test process too, which stops after its current test; one that
-        // is stuck in a test is killed soon after.
-        handlers.stopRequested = [] { return InterruptCatcher::interrupted(); };
-        end = child.supervise(commandLine.timeoutSeconds, handlers);
-    }
-    else
         reporter.diagnostic(err, "Qel3PluginTestHost: " + problem + "\n");
-
-    if (!report.isDone() && end.kind == ProcessEnd::kExited && end.code == kExitUsage &&
-        report.countPlanned() == 0)
-        return false; // the process has said what was wrong
-    if (!planSeen)
-        progress.addToTotal(-unit.estimate);
-
-    ChildReport::Ending ending = report.end(end, secondsNow(), !InterruptCatcher::interrupted());
-    if (ending.blamed)
-    {
-        reporter.finished(*ending.blamed);
-        writeLog(log, *ending.blamed);
-        reporter.diagnostic(err, "Qel3PluginTestHost: the test process of " + unitName +
-                                     " ended early: " + ending.blamed->errors.back() + "\n");
+        return ProcessEnd();
     }
-    for (const TestOutcome& outcome : ending.notRun)
-        reporter.finished(outcome);
-    if (!ending.notRun.empty())
-        reporter.diagnostic(err, "Qel3PluginTestHost: " + std::to_string(ending.notRun.size()) +
-                                     " tests of " + unitName + " did not run\n");
-    else if (report.isDone() && !(end.kind == ProcessEnd::kExited &&
-                                  (end.code == kExitOk || end.code == kExitInterrupted)))
-    {
-        std::string how = end.kind == ProcessEnd::kSignalled
-                              ? "signal " + std::to_string(end.signal)
-                              : "exit status " + std::to_string(end.code);
-        reporter.diagnostic(err, "Qel3PluginTestHost: the test process of " + unitName +
-                                     " ended with " + how + " after its tests\n");
-    }
-    return true;
+    ProgressLine& progress = reporter.getProgress();
+    ChildProcess::Handlers handlers;
+    handlers.line = [&](const std::string& line) { report.receiveLine(line, secondsNow()); };
+    handlers.output = [&](const std::string& chunk) { reporter.diagnostic(err, chunk); };
+    handlers.tick = [&] { progress.redraw(); };
+    // Ctrl-C reaches the test process too, which stops after its current test; one that is
+    // stuck in a test is killed soon after.
+    handlers.stopRequested = [] { return InterruptCatcher::interrupted(); };
+    return child.supervise(commandLine.timeoutSeconds, handlers);
 }
 
 } // namespace Quillmark

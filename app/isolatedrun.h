@@ -5,6 +5,9 @@
 // log entries. Owned by the test job for one run.
 #pragma once
 
+#include "app/childprocess.h"
+#include "app/isolatedchild.h"
+
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -12,6 +15,7 @@
 namespace Quillmark
 {
 
+class ChildReport;
 class FAutotestLog;
 class FComponentRegistry;
 class TestReporter;
@@ -33,9 +37,16 @@ private:
     struct Unit;
 
     bool planUnits(std::vector<Unit>& units);
-    /** Answers false when the process found the unit's selection wrong (a usage error). */
+    /** Runs the unit, in new processes after each death, until its tests have all been dealt
+        with. Answers false when the process found the unit's selection wrong (a usage
+        error). */
     bool runUnit(const Unit& unit, const std::vector<std::string>& folders,
                  const std::string& childLog, FAutotestLog& log);
+
+    /** Runs one test process for `part` of a unit, its records into `report`. */
+    ProcessEnd runProcess(const IsolationUnit& part, const std::vector<std::string>& selections,
+                          const std::vector<std::string>& folders, const std::string& childLog,
+                          ChildReport& report);
 
     const CommandLine& commandLine;
     FComponentRegistry& registry;

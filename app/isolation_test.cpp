@@ -3,6 +3,7 @@
 // process, the JUnit report validates, the exit codes, and the progress line only on a
 // terminal. The broken classes are the fixtures of fixtures/broken.
 #include "app/commandline.h"
+#include "app/isolatedchild.h"
 #include "app/junitvalidation.h"
 #include "app/programtestsupport.h"
 #include "plugins/common/exampleids.h"
@@ -11,7 +12,9 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <map>
 #include <pty.h>
+#include <regex>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,16 +54,19 @@ protected:
                text.compare(text.size() - end.size(), end.size(), end) == 0;
     }
 
-    /** The one failed line below `prefix` that names `reason`; fails the test when there is not
-        exactly one. */
+    /** The first failed line below `prefix` that names `reason`; fails the test when there is
+        none, or, unless `several` may be, more than one. */
     static std::string blamedLine(const std::string& out, const std::string& prefix,
-                                  const std::string& reason)
+                                  const std::string& reason, bool several = false)
     {
         std::vector<std::string> blamed;
         for (const std::string& line : linesBelow(out, prefix))
             if (line.rfind("FAILED: ", 0) == 0 && endsWith(line, " (" + reason + ")"))
                 blamed.push_back(line);
-        EXPECT_EQ(blamed.size(), 1u) << prefix << " (" << reason << ") in\n" << out;
+        if (several)
+            EXPECT_FALSE(blamed.empty()) << prefix << " (" << reason << ") in\n" << out;
+        else
+            EXPECT_EQ(blamed.size(), 1u) << prefix << " (" << reason << ") in\n" << out;
         return blamed.empty() ? std::string() : blamed.front();
     }
 
@@ -86,9 +92,19 @@ TEST_F(Isolation, AnAbortAndAHangFailTheirClassesAndTheRunGoesOn)
     const std::string hangProvider =
         "Root/Global Instance/Broken Hang In Initialize/Global Instance/";
     std::string aborted = blamedLine(result.out, abortProvider, "SIGABRT");
+    // A new process for the tests after the blamed one dies making the instance again: the
+    // rest of that class stays unrun.
+    EXPECT_NE(result.err.find("the next test process of Root/Global Instance/Broken Abort In "
+                              "Initialize ended before its first test"),
+              std::string::npos)
+        << result.err;
     blamedLine(result.out, hangProvider, "no progress for 2 s");
     EXPECT_EQ(linesBelow(result.out, abortProvider).size(), 1u) << "no other test ran there";
     EXPECT_EQ(linesBelow(result.out, hangProvider).size(), 1u);
+    // Each local test makes its own instance: the hang of the first is followed by one in the
+    // next process, and then the class is given up.
+    EXPECT_EQ(linesBelow(result.out, "Root/Local Instances/Broken Hang In Initialize/").size(), 2u);
+    EXPECT_NE(result.err.find("Broken Hang In Initialize hung twice in a row"), std::string::npos);
 
     // Every other class, and the local instances of the broken ones, still ran.
     EXPECT_NE(result.out.find("Passed: Root/Qel Gain Tests/Gain Parameter Mapping\n"),
@@ -124,18 +140,155 @@ TEST_F(Isolation, ProcessingBreakdownsFailWithTheirReasons)
     copyInto(brokenFixture("fx_crash_process.so"), modules);
     copyInto(brokenFixture("fx_throw_setactive.so"), modules);
     copyInto(brokenFixture("fx_spin_setupprocessing.so"), modules);
-    ProgramRun result = run({"--test", modules, "--isolate", "--timeout", "2"});
+    // The groups where each breakdown shows first: every processing test after them would
+    // break the same way, each in a process of its own, which only costs time here.
+    std::vector<std::string> arguments = {"--test", modules, "--isolate", "--timeout", "2"};
+    for (const char* kind : {"Global Instance", "Local Instances"})
+        for (const char* name : {"Broken Crash In Process", "Broken Throw In SetActive",
+                                 "Broken Spin In SetupProcessing", "Qel Gain"})
+            for (const char* group :
+                 {"QEL3 Conformity/General", "QEL3 Conformity/Audio Processing 32bit/Process Test",
+                  "QEL3 Conformity/Audio Processing 32bit/Silence Flags"})
+            {
+                arguments.push_back("--select");
+                arguments.push_back(std::string(kind) + "/" + name + "/" + kind + "/" + group);
+            }
+    ProgramRun result = run(arguments);
     EXPECT_EQ(result.status, 1) << result.err;
     for (const char* kind : {"Global Instance", "Local Instances"})
     {
         std::string top = std::string("Root/") + kind + "/";
-        blamedLine(result.out, top + "Broken Crash In Process/", "SIGSEGV");
-        blamedLine(result.out, top + "Broken Throw In SetActive/", "uncaught exception");
-        blamedLine(result.out, top + "Broken Spin In SetupProcessing/", "no progress for 2 s");
+        // The tests after a blamed one run in a new process, and break the same way.
+        blamedLine(result.out, top + "Broken Crash In Process/", "SIGSEGV", true);
+        blamedLine(result.out, top + "Broken Throw In SetActive/", "uncaught exception", true);
+        blamedLine(result.out, top + "Broken Spin In SetupProcessing/", "no progress for 2 s",
+                   true);
     }
     std::string log = readFile(config + "/AutotestLog.txt");
     EXPECT_NE(log.find("refuses to change its state"), std::string::npos) << "the exception's text";
     EXPECT_FALSE(linesBelow(result.out, "Root/Local Instances/Qel Gain/").empty());
+}
+
+namespace
+{
+
+/** The paths of a log's entries, or of a JUnit report's test cases, matched by `pattern` with
+    the path (or its two parts) in its groups. */
+std::vector<std::string> matchedPaths(const std::string& text, const std::regex& pattern)
+{
+    std::vector<std::string> paths;
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), pattern);
+         it != std::sregex_iterator(); ++it)
+        paths.push_back(it->size() > 2 ? (*it)[1].str() + "/" + (*it)[2].str() : (*it)[1].str());
+    return paths;
+}
+
+/** The paths of the verdict lines, in order, without the note of a test that died by a
+    signal. */
+std::vector<std::string> verdictPaths(const std::string& out)
+{
+    return matchedPaths(out, std::regex("(?:Passed|FAILED): (.*?)(?: \\(SIG[A-Z]+\\))?\n"));
+}
+
+/** Whether every group's tests come together, as a walk through a tree gives them. */
+bool inTreeOrder(const std::vector<std::string>& paths)
+{
+    std::map<std::string, size_t> lastOfGroup;
+    for (size_t index = 0; index < paths.size(); ++index)
+        for (size_t slash = paths[index].find('/'); slash != std::string::npos;
+             slash = paths[index].find('/', slash + 1))
+        {
+            auto [it, added] = lastOfGroup.emplace(paths[index].substr(0, slash), index);
+            if (!added && it->second != index - 1 && it->second != index)
+                return false; // the group was left and came back
+            it->second = index;
+        }
+    return true;
+}
+
+} // namespace
+
+TEST(TreeOrder, NoticesAGroupThatComesBack)
+{
+    EXPECT_TRUE(inTreeOrder({"R/a/1", "R/a/2", "R/b/1", "R/c/x/1"}));
+    EXPECT_FALSE(inTreeOrder({"R/a/1", "R/b/1", "R/a/2"}));
+}
+
+TEST_F(Isolation, ANewProcessRunsTheTestsAfterACrash)
+{
+    // With this class the processing tests crash, one after the other; the tests of busses,
+    // units, states and note expressions come after them and pass.
+    copyInto(brokenFixture("fx_crash_process.so"), modules);
+    const std::string provider = "Global Instance/Broken Crash In Process/Global Instance/";
+    std::string junit = temp.file("report.xml"), isolatedLog = temp.file("isolated.log");
+    ProgramRun result = run({"--test", modules, "--isolate", "--select", "Global Instance", "--log",
+                             isolatedLog, "--junit", junit});
+    EXPECT_EQ(result.status, 1) << result.err;
+    blamedLine(result.out,
+               "Root/" + provider + "QEL3 Conformity/Audio Processing 32bit/Process Test",
+               "SIGSEGV");
+    EXPECT_EQ(result.err.find("did not run"), std::string::npos) << "every test was dealt with";
+
+    // The tests before the first crash and those after the last one read as in a run in one
+    // process, in their places.
+    std::string before = temp.file("before.log"), after = temp.file("after.log");
+    ProgramRun first =
+        run({"--test", modules, "--log", before, "--select", provider + "QEL3 Conformity/General"});
+    ProgramRun last = run({"--test", modules, "--log", after, "--select",
+                           provider + "QEL3 Conformity/Bus handling", "--select",
+                           provider + "QEL3 Conformity/Unit Info", "--select",
+                           provider + "QEL3 Conformity/State Transitions", "--select",
+                           provider + "QEL3 Conformity/Note Expression"});
+    ASSERT_EQ(first.status, 0) << first.out;
+    ASSERT_EQ(last.status, 0) << last.out;
+    auto verdicts = [](const std::string& out)
+    { return out.substr(0, out.rfind("\n", out.size() - 2) + 1); };
+    EXPECT_EQ(result.out.rfind(verdicts(first.out), 0), 0u) << result.out;
+    const size_t lastAt = result.out.find(verdicts(last.out));
+    EXPECT_NE(lastAt, std::string::npos) << result.out;
+    EXPECT_GT(lastAt, result.out.find("/Process Test (SIGSEGV)"));
+    std::string log = readFile(isolatedLog);
+    EXPECT_EQ(log.rfind(readFile(before), 0), 0u);
+    EXPECT_NE(log.find(readFile(after)), std::string::npos);
+
+    // Each test once, in the order of the tree, the same in stdout, the log and the report.
+    std::vector<std::string> paths = verdictPaths(result.out);
+    std::vector<std::string> sorted = paths;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end()) << "a test twice";
+    EXPECT_GT(paths.size(), 500u);
+    EXPECT_TRUE(inTreeOrder(paths));
+    EXPECT_EQ(matchedPaths(log, std::regex("Test: (?:Passed|\\*+ FAILED): ([^\r]*)\r\n")), paths);
+    std::string complaints;
+    EXPECT_TRUE(validJUnit(junit, complaints)) << complaints;
+    std::string report = readFile(junit);
+    EXPECT_EQ(report.find("<skipped"), std::string::npos);
+    EXPECT_EQ(
+        matchedPaths(report, std::regex("<testcase classname=\"([^\"]*)\" name=\"([^\"]*)\"")),
+        paths);
+}
+
+TEST(IsolationUnitText, CarriesTheTestToGoOnAfter)
+{
+    IsolationUnit unit;
+    unit.kind = IsolationUnit::kGlobal;
+    unit.cid = "6B1D0C112F8A4E379C05E2A451D7B005";
+    unit.resumeAfter = "Root/Global Instance/Fx/Global Instance/In > Out/Test";
+    std::optional<IsolationUnit> back = IsolationUnit::parse(unit.toString());
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->kind, unit.kind);
+    EXPECT_EQ(back->cid, unit.cid);
+    EXPECT_EQ(back->resumeAfter, unit.resumeAfter);
+    auto plain = IsolationUnit::parse("local:ABC");
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->kind, IsolationUnit::kLocal);
+    EXPECT_TRUE(plain->resumeAfter.empty());
+    auto tests = IsolationUnit::parse("tests>Root/Qel Gain Tests/A");
+    ASSERT_TRUE(tests);
+    EXPECT_EQ(tests->kind, IsolationUnit::kModuleTests);
+    EXPECT_EQ(tests->resumeAfter, "Root/Qel Gain Tests/A");
+    for (const char* wrong : {"tests>", "global:>Root/x", "global>Root/x", "nothing"})
+        EXPECT_FALSE(IsolationUnit::parse(wrong)) << wrong;
 }
 
 TEST_F(Isolation, OutputAndLogMatchARunInOneProcess)
