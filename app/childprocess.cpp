@@ -1,8 +1,8 @@
 #include "app/childprocess.h"
+#include "base/platform/clock.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -15,12 +15,6 @@ namespace Quillmark
 
 namespace
 {
-
-double secondsNow()
-{
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
 
 void closeFd(int& fd)
 {
@@ -151,8 +145,8 @@ ProcessEnd ChildProcess::supervise(double timeLimit, const Handlers& handlers)
     std::string pending;
     char buffer[65536];
 
-    double deadline = secondsNow() + timeLimit;
-    double nextTick = secondsNow() + 1.0;
+    double deadline = platform::seconds() + timeLimit;
+    double nextTick = platform::seconds() + 1.0;
     double stopDeadline = -1.0; // set once a stop is requested
     // Reads what is there; answers false at the end of the pipe.
     auto readFrom = [&](int& fd, bool report) -> bool
@@ -182,7 +176,7 @@ ProcessEnd ChildProcess::supervise(double timeLimit, const Handlers& handlers)
             {
                 std::string line = pending.substr(0, newline);
                 pending.erase(0, newline + 1);
-                deadline = secondsNow() + timeLimit;
+                deadline = platform::seconds() + timeLimit;
                 if (handlers.line)
                     handlers.line(line);
             }
@@ -206,7 +200,7 @@ ProcessEnd ChildProcess::supervise(double timeLimit, const Handlers& handlers)
             end = endOf(status);
             break;
         }
-        double now = secondsNow();
+        double now = platform::seconds();
         if (stopDeadline < 0.0 && handlers.stopRequested && handlers.stopRequested())
             stopDeadline = now + kStopGrace;
         if (now >= deadline || (stopDeadline >= 0.0 && now >= stopDeadline))

@@ -12,11 +12,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cxxabi.h>
 #include <exception>
-#include <map>
 #include <ostream>
 #include <unistd.h>
 
@@ -165,12 +163,6 @@ bool skipThrough(FTestNode& node, const FTestNode& last, bool& passed)
     return whole;
 }
 
-double secondsNow()
-{
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
 } // namespace
 
 std::string IsolationUnit::toString() const
@@ -308,15 +300,10 @@ int runIsolatedChild(const CommandLine& commandLine, std::ostream& err)
     for (FTestNode* node : plan)
         reporter.send(ReportRecord::kPlan, {node->getPath().toUtf8(), TestOutcome::suiteOf(*node)});
 
-    std::map<const FTestNode*, double> startTimes;
-    NodeWatcher watcher(
-        [&](FTestNode& node)
-        {
-            startTimes[&node] = secondsNow();
-            reporter.send(ReportRecord::kBegin, {node.getPath().toUtf8()});
-        },
-        [&](FTestNode& node)
-        { reporter.send(ReportRecord::kGroupEnd, {node.getPath().toUtf8()}); });
+    NodeWatcher watcher([&](FTestNode& node)
+                        { reporter.send(ReportRecord::kBegin, {node.getPath().toUtf8()}); },
+                        [&](FTestNode& node)
+                        { reporter.send(ReportRecord::kGroupEnd, {node.getPath().toUtf8()}); });
     for (FTestNode* node : selection)
         watcher.watch(*node);
     // The groups above a selected node are set up before it, without a notice of their own;
@@ -339,9 +326,7 @@ int runIsolatedChild(const CommandLine& commandLine, std::ostream& err)
                 reporter.send(ReportRecord::kMessage, {message});
             for (const std::string& error : outcome.errors)
                 reporter.send(ReportRecord::kError, {error});
-            auto start = startTimes.find(&node);
-            double milliseconds =
-                start == startTimes.end() ? 0.0 : (secondsNow() - start->second) * 1000.0;
+            const double milliseconds = outcome.seconds * 1000.0;
             reporter.send(ReportRecord::kResult,
                           {outcome.path, outcome.suite, std::to_string(outcome.status),
                            std::to_string(outcome.summary), outcome.leaf ? "1" : "0",

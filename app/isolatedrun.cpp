@@ -5,13 +5,13 @@
 #include "app/isolatedchild.h"
 #include "app/testjob.h"
 #include "app/testreporter.h"
+#include "base/platform/clock.h"
 #include "base/platform/paths.h"
 #include "conformity/fautotestlog.h"
 #include "conformity/ftreebuilder.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/plugprovider.h"
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <ostream>
@@ -24,12 +24,6 @@ namespace
 
 constexpr const char8* kTestClassCategory = "Test Class";
 constexpr const char8* kKinds[] = {"Global Instance", "Local Instances"};
-
-double secondsNow()
-{
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
 
 /** The log entry of an outcome, exactly as a run in one process writes it. */
 void writeLog(FAutotestLog& log, const TestOutcome& outcome)
@@ -301,7 +295,8 @@ bool IsolatedRun::runUnit(const Unit& unit, const std::vector<std::string>& fold
         // A new process that dies before its first test died setting up what every test
         // needs: another one would die the same way.
         const bool stuckInSetup = !first && !report.isDone() && !report.hasStartedTest();
-        ChildReport::Ending ending = report.end(end, secondsNow(), !interrupted && !stuckInSetup);
+        ChildReport::Ending ending =
+            report.end(end, platform::seconds(), !interrupted && !stuckInSetup);
         if (!first && !report.isDone() && report.countPlanned() == 0)
             ending.notRun = handedOver; // it died before telling its plan
         if (stuckInSetup && !interrupted)
@@ -374,7 +369,7 @@ ProcessEnd IsolatedRun::runProcess(const IsolationUnit& part,
     }
     ProgressLine& progress = reporter.getProgress();
     ChildProcess::Handlers handlers;
-    handlers.line = [&](const std::string& line) { report.receiveLine(line, secondsNow()); };
+    handlers.line = [&](const std::string& line) { report.receiveLine(line, platform::seconds()); };
     handlers.output = [&](const std::string& chunk) { reporter.diagnostic(err, chunk); };
     handlers.tick = [&] { progress.redraw(); };
     // Ctrl-C reaches the test process too, which stops after its current test; one that is

@@ -16,11 +16,9 @@
 #include "hosting/fmodulemanager.h"
 
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <ostream>
 
 namespace Quillmark
@@ -175,28 +173,17 @@ int runInProcess(const CommandLine& commandLine, FComponentRegistry& registry,
             planned += node->countLeaves(true);
     reporter.getProgress().setTotal(planned);
 
-    // Start times for the JUnit report and the test on the progress line.
-    std::map<const FTestNode*, std::chrono::steady_clock::time_point> startTimes;
+    // The test on the progress line.
     NodeWatcher watcher(
         [&](FTestNode& node)
         {
-            if (node.countChildren() > 0)
-                return;
-            startTimes[&node] = std::chrono::steady_clock::now();
-            reporter.started(node.getPath().toUtf8(), TestOutcome::suiteOf(node));
+            if (node.countChildren() == 0)
+                reporter.started(node.getPath().toUtf8(), TestOutcome::suiteOf(node));
         },
         nullptr);
     watcher.watch(*root);
-    controller->setTestListener(
-        [&](const FTestNode& node)
-        {
-            TestOutcome outcome = TestOutcome::of(node);
-            if (auto start = startTimes.find(&node); start != startTimes.end())
-                outcome.seconds =
-                    std::chrono::duration<double>(std::chrono::steady_clock::now() - start->second)
-                        .count();
-            reporter.finished(outcome);
-        });
+    controller->setTestListener([&](const FTestNode& node)
+                                { reporter.finished(TestOutcome::of(node)); });
     InterruptCatcher catcher;
     controller->setCancelPredicate([] { return InterruptCatcher::interrupted(); });
     controller->setSelection(selection);

@@ -19,6 +19,7 @@ TestOutcome TestOutcome::of(const FTestNode& node)
     outcome.status = node.getStatus();
     outcome.summary = node.getSummaryStatus();
     outcome.leaf = node.countChildren() == 0;
+    outcome.seconds = node.getSeconds();
     for (const String& message : node.getMessages())
         outcome.messages.push_back(message.toUtf8());
     for (const String& error : node.getErrors())

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace Quillmark;
@@ -31,6 +33,8 @@ public:
     bool run(Qel::ITestResult* result) override
     {
         calls.push_back(name + " run");
+        if (runFor.count() > 0)
+            std::this_thread::sleep_for(runFor);
         for (const char* text : messages)
             result->addMessage(text);
         for (const char* text : errors)
@@ -54,6 +58,7 @@ public:
 
     std::string name;
     std::vector<std::string>& calls;
+    std::chrono::milliseconds runFor{0};
     bool setupAnswer = true;
     bool runAnswer = true;
     bool teardownAnswer = true;
@@ -242,6 +247,18 @@ TEST_F(Runner, RunWithParentsFramesTheNodeWithItsAncestorsAndCancelStopsBetweenT
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "Outer setup"), 1);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "Outer/Inner run"), 0);
     EXPECT_EQ(readFile(userData.get() + "/AutotestLog.txt"), "Test: Passed: Root/Outer/_Self_\r\n");
+}
+
+TEST_F(Runner, EachNodeKeepsTheTimeOfItsLastRun)
+{
+    add("Suite/Slow")->runFor = std::chrono::milliseconds(30);
+    add("Suite/Quick");
+    press(open(), "runAll");
+    // Only a lower bound: a busy machine may take longer, never less.
+    EXPECT_GE(tester->findPath("Suite/Slow")->getSeconds(), 0.03);
+    EXPECT_GE(tester->findPath("Suite")->getSeconds(),
+              tester->findPath("Suite/Slow")->getSeconds());
+    EXPECT_GE(tester->findPath("Suite/Quick")->getSeconds(), 0.0);
 }
 
 TEST_F(Runner, TheControllerOffersItsNamedValues)

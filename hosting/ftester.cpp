@@ -3,6 +3,7 @@
 #include "base/fattributes.h"
 #include "base/fstreams.h"
 #include "base/platform/atomicfile.h"
+#include "base/platform/clock.h"
 #include "base/platform/paths.h"
 #include "base/singleton.h"
 
@@ -130,12 +131,14 @@ void FTester::runNode(FTestNode* node)
     node->changed();
     node->clearResults();
 
+    const double start = platform::seconds();
     int32 status = FTestNode::kSetupFailed;
     if (node->setup())
         status = node->run() ? FTestNode::kPassed : FTestNode::kFailed;
     if (!node->teardown())
         status = FTestNode::kTeardownFailed;
 
+    node->setSeconds(platform::seconds() - start);
     node->setStatus(status);
     node->changed();
     lastNode = node;

@@ -37,6 +37,9 @@ public:
 
     Qel::ITest* getTest() const { return test; }
     int32 getStatus() const { return status; }
+    /** Wall time of the last run, setup and teardown included, in seconds. */
+    double getSeconds() const { return seconds; }
+    void setSeconds(double value) { seconds = value; }
     void setStatus(int32 newStatus) { status = newStatus; }
     /** 0 when nothing in the subtree ran, 2 when anything in it failed in any way, else 1. */
     int32 getSummaryStatus() const;
@@ -84,6 +87,7 @@ public:
 
 private:
     int32 status = kReset;
+    double seconds = 0.0;
     std::vector<String> errors;
     std::vector<String> messages;
     Qel::ITest* test = nullptr;

@@ -10,5 +10,10 @@ namespace Quillmark::platform
 uint32_t milliseconds();
 /** Nanoseconds of the monotonic clock. */
 int64_t nanoseconds();
+/** Seconds of the monotonic clock. */
+inline double seconds()
+{
+    return double(nanoseconds()) * 1e-9;
+}
 
 } // namespace Quillmark::platform
