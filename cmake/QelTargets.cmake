@@ -32,3 +32,37 @@ function(qel_add_module name)
   set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${out})
   target_link_options(${name} PRIVATE -Wl,--no-undefined)
 endfunction()
+
+# qel_export_headers(TARGET FOLDER): users of TARGET include its headers as "FOLDER/name.h".
+# Each library gets an include root of its own that holds only its folder, so a library cannot
+# reach the headers of one it does not link.
+function(qel_export_headers target folder)
+  set(root ${CMAKE_BINARY_DIR}/include/${target})
+  get_filename_component(parent ${root}/${folder} DIRECTORY)
+  file(MAKE_DIRECTORY ${parent})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${root}/${folder} SYMBOLIC)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "INTERFACE_LIBRARY")
+    target_include_directories(${target} INTERFACE ${root})
+  else()
+    target_include_directories(${target} PUBLIC ${root})
+  endif()
+endfunction()
+
+# qel_add_fuzz_target(NAME SOURCES... LIBS... [CORPUS DIR]): a libFuzzer program, built only in
+# the fuzzing build (QEL_FUZZ, clang). Its seed corpus is DIR (default fuzz/corpus/NAME beside
+# the calling CMakeLists.txt); the fuzzing script finds it through the file fuzz_targets.txt.
+function(qel_add_fuzz_target name)
+  cmake_parse_arguments(ARG "" "CORPUS" "SOURCES;LIBS" ${ARGN})
+  if(NOT QEL_FUZZ)
+    return()
+  endif()
+  if(NOT ARG_CORPUS)
+    set(ARG_CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/fuzz/corpus/${name})
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  file(APPEND ${CMAKE_BINARY_DIR}/fuzz_targets.txt "${name}\t${ARG_CORPUS}\n")
+endfunction()

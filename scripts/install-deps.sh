@@ -4,9 +4,14 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config
-  libexpat1-dev zlib1g-dev
+  libexpat1-dev zlib1g-dev libboost-dev
+  libjack-jackd2-dev libasound2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3 libxml2-utils
+  # Independent tools that make and check test files, and the references of the benchmarks.
+  sox sndfile-programs libsndfile1-dev libsamplerate0-dev python3-mido midicsv
+  # A real JACK server for the tests of the driver layer.
+  jackd2
 )
 
 missing=()
