@@ -1,9 +1,5 @@
 #include "app/commandline.h"
 
-#include "app/listjob.h"
-#include "app/testjob.h"
-#include "base/platform/paths.h"
-
 #include <cmath>
 #include <cstdlib>
 #include <ostream>
@@ -183,36 +179,6 @@ void printUsage(std::ostream& out)
            "Exit status: 0 on success, 1 when no class was found (--list) or a test failed\n"
            "(--test), 2 for a usage error and when --test finds no class, 130 when Ctrl-C\n"
            "stopped a test run.\n";
-}
-
-int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
-{
-    if (!commandLine.error.empty())
-    {
-        err << "Qel3PluginTestHost: " << commandLine.error << "\n";
-        err << "Try 'Qel3PluginTestHost --help'.\n";
-        return kExitUsage;
-    }
-    if (!commandLine.configFolder.empty())
-        platform::setUserDataFolder(commandLine.configFolder);
-
-    switch (commandLine.job)
-    {
-    case CommandLine::Job::kHelp:
-        printUsage(out);
-        return kExitOk;
-    case CommandLine::Job::kVersion:
-        out << "Qel3PluginTestHost " << QEL_VERSION << "\n";
-        return kExitOk;
-    case CommandLine::Job::kList:
-        return runListJob(commandLine, out, err);
-    case CommandLine::Job::kTest:
-        return runTestJob(commandLine, out, err);
-    case CommandLine::Job::kNone:
-        break;
-    }
-    printUsage(err);
-    return kExitUsage;
 }
 
 } // namespace Quillmark

@@ -1,5 +1,5 @@
-// The command-line mode of the program: what the arguments ask for, and the jobs that run
-// without windows. Results go to stdout, diagnostics to stderr.
+// The command-line mode of the program: what the arguments ask for, the exit codes and the
+// usage text. Results go to stdout, diagnostics to stderr.
 #pragma once
 
 #include <iosfwd>
@@ -54,8 +54,5 @@ enum ExitCode : int
 };
 
 void printUsage(std::ostream& out);
-
-/** Runs the job; answers the exit code. */
-int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostream& err);
 
 } // namespace Quillmark

@@ -12,7 +12,8 @@
 namespace Quillmark
 {
 
-HostSession::HostSession(std::ostream& err, bool verbose) : err(err), verbose(verbose)
+HostSession::HostSession(std::ostream& err, bool verbose, const std::string& dataFolder)
+    : err(err), verbose(verbose)
 {
     // Progress only on a terminal, so that redirected output stays clean.
     bool progress = isatty(STDOUT_FILENO) && isatty(STDERR_FILENO);
@@ -21,16 +22,27 @@ HostSession::HostSession(std::ostream& err, bool verbose) : err(err), verbose(ve
                                                       : ConsoleUIServices::BootText::kSilent);
     TApplication::StartupRecord record;
     record.name = TApplication::displayNameFor(platform::executablePath());
+    record.dataFolder = dataFolder;
     application = new TApplication(record, *ui);
     if (!application->initialize())
     {
-        err << "Qel3PluginTestHost: the user data folder " << platform::userDataFolder()
+        err << "Qel3PluginTestHost: the user data folder " << application->getDataFolder()
             << " cannot be made\n";
         return;
     }
     application->initPreferences();
     application->getRegistry().setScanListener([this](const ScanEvent& event)
                                                { onScanEvent(event); });
+}
+
+const std::string& HostSession::getDataFolder() const
+{
+    return application->getDataFolder();
+}
+
+std::string HostSession::logPath(const std::string& logFile) const
+{
+    return logFile.empty() ? platform::joinPath(getDataFolder(), "AutotestLog.txt") : logFile;
 }
 
 HostSession::~HostSession()

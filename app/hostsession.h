@@ -20,8 +20,10 @@ struct ScanEvent;
 class HostSession
 {
 public:
-    /** `verbose` sends what the scan saw, and problems with saved files, to `err`. */
-    HostSession(std::ostream& err, bool verbose);
+    /** `verbose` sends what the scan saw, and problems with saved files, to `err`.
+        `dataFolder` holds the preferences, the module cache and the test settings; empty for
+        the user data folder. */
+    HostSession(std::ostream& err, bool verbose, const std::string& dataFolder = {});
     ~HostSession();
     HostSession(const HostSession&) = delete;
     HostSession& operator=(const HostSession&) = delete;
@@ -33,6 +35,10 @@ public:
     FComponentRegistry& getRegistry();
     FDefaultPool& getPreferences();
     TApplication& getApplication() { return *application; }
+    /** The folder of the user's data for this run. */
+    const std::string& getDataFolder() const;
+    /** The test log: `logFile`, or "AutotestLog.txt" in the data folder when it is empty. */
+    std::string logPath(const std::string& logFile) const;
     /** For answers given up front, e.g. from command-line options. */
     ConsoleUIServices& getUIServices() { return *ui; }
 

@@ -3,7 +3,7 @@
 // process, the JUnit report validates, the exit codes, and the progress line only on a
 // terminal. The broken classes are the fixtures of fixtures/broken.
 #include "app/commandline.h"
-#include "app/isolatedchild.h"
+#include "app/isolation/isolatedchild.h"
 #include "app/junitvalidation.h"
 #include "app/programtestsupport.h"
 #include "plugins/common/exampleids.h"

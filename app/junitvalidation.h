@@ -12,7 +12,7 @@ namespace Quillmark::testing
 
 inline std::string junitSchemaPath()
 {
-    return (std::filesystem::path(__FILE__).parent_path() / "testdata" / "junit.xsd").string();
+    return QEL_APP_TESTDATA "/junit.xsd";
 }
 
 /** Whether xmllint finds `file` valid against the JUnit schema; its complaints in `output`. */

@@ -3,7 +3,7 @@
 // system-out and its errors as the failure text. A plain function object, used once per run.
 #pragma once
 
-#include "app/testoutcome.h"
+#include "conformity/testoutcome.h"
 
 #include <iosfwd>
 #include <string>

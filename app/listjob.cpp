@@ -32,7 +32,7 @@ int printClassList(const FComponentRegistry& registry, std::ostream& out)
 
 int runListJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
 {
-    HostSession session(err, commandLine.verbose);
+    HostSession session(err, commandLine.verbose, commandLine.configFolder);
     session.scan(commandLine.folders);
     int listed = printClassList(session.getRegistry(), out);
     out.flush();

@@ -1,4 +1,5 @@
 #include "app/commandline.h"
+#include "app/jobdispatch.h"
 
 #include <iostream>
 

@@ -8,6 +8,7 @@
 #include "base/platform/files.h"
 #include "base/platform/paths.h"
 #include "hosting/fcomponentregistry.h"
+#include "hosting/ftester.h"
 #include "hosting/qelhostcontext.h"
 
 #include <chrono>
@@ -70,7 +71,8 @@ TApplication* TApplication::instance()
 }
 
 TApplication::TApplication(const StartupRecord& record, IUIServices& ui)
-    : ui(ui), mode(record.mode), applicationName(record.name.empty() ? kDefaultName : record.name)
+    : ui(ui), mode(record.mode), applicationName(record.name.empty() ? kDefaultName : record.name),
+      dataFolder(record.dataFolder.empty() ? platform::userDataFolder() : record.dataFolder)
 {
     theApplication = this;
     if (Qel::QelHostContext* context = Qel::QelHostContext::instance())
@@ -123,9 +125,11 @@ bool TApplication::initialize()
         return initialized;
     // The store and the registry exist even when start-up ends here, so callers never meet a
     // null; a store that was never loaded is never saved.
-    std::string dataFolder = platform::userDataFolder();
+    const std::string dataFolder = getDataFolder();
     preferences = new FDefaultPool(platform::joinPath(dataFolder, "Defaults"));
     registry = new FComponentRegistry;
+    registry->setCacheFolder(dataFolder);
+    FTester::instance()->setSettingsPath(platform::joinPath(dataFolder, "TestSettings.bin"));
     registry->setPreferences(preferences);
     registry->setBootTextHandler([this](const std::string& text) { ui.setBootText(text); });
     registry->setMessageHandler([this](const std::string& text) { ui.showMessage(text); });

@@ -46,6 +46,9 @@ public:
     {
         int32 mode = 0;
         std::string name;
+        /** Where "Defaults", "Module Cache" and "TestSettings.bin" live; empty for the user
+            data folder. */
+        std::string dataFolder;
     };
 
     /** The display name for an executable: its file name cut at the last dot (unless that dot
@@ -59,6 +62,8 @@ public:
     static TApplication* instance();
 
     TApplication(const StartupRecord& record, IUIServices& ui);
+    /** The folder of the user's data for this run. */
+    const std::string& getDataFolder() const { return dataFolder; }
     ~TApplication() override;
     TApplication(const TApplication&) = delete;
     TApplication& operator=(const TApplication&) = delete;
@@ -117,6 +122,7 @@ private:
     IUIServices& ui;
     int32 mode;
     std::string applicationName;
+    std::string dataFolder;
     bool quitRequested = false;
     bool platformQuit = false;
     bool initialized = false;

@@ -2,21 +2,17 @@
 
 #include "app/commandline.h"
 #include "app/hostsession.h"
-#include "app/isolatedchild.h"
-#include "app/isolatedrun.h"
+#include "app/interruptcatcher.h"
+#include "app/isolation/isolatedchild.h"
+#include "app/isolation/isolatedrun.h"
 #include "app/junitwriter.h"
-#include "app/nodewatcher.h"
 #include "app/testreporter.h"
 #include "base/platform/files.h"
 #include "base/platform/paths.h"
-#include "conformity/fmoduletest.h"
-#include "conformity/ftreebuilder.h"
-#include "conformity/funittestingdialogcontroller.h"
+#include "conformity/testrunservice.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/fmodulemanager.h"
 
-#include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <ostream>
@@ -26,17 +22,6 @@ namespace Quillmark
 
 namespace
 {
-
-volatile std::sig_atomic_t& interruptFlag()
-{
-    static volatile std::sig_atomic_t flag = 0;
-    return flag;
-}
-
-void onInterrupt(int)
-{
-    interruptFlag() = 1;
-}
 
 /** Module files and package folders given directly are scanned each by itself: a folder of
     their own holds a link to each. Removed with the object. */
@@ -98,57 +83,43 @@ private:
 
 } // namespace
 
-InterruptCatcher::InterruptCatcher()
-{
-    interruptFlag() = 0;
-    struct sigaction action = {};
-    action.sa_handler = onInterrupt;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, &previous());
-}
-
-InterruptCatcher::~InterruptCatcher()
-{
-    sigaction(SIGINT, &previous(), nullptr);
-}
-
-struct sigaction& InterruptCatcher::previous()
-{
-    static struct sigaction saved = {};
-    return saved;
-}
-
-bool InterruptCatcher::interrupted()
-{
-    return interruptFlag() != 0;
-}
-
 namespace
 {
 
-/** The whole tree, or the selected nodes, in this process. */
-int runInProcess(const CommandLine& commandLine, FComponentRegistry& registry,
-                 TestReporter& reporter, std::ostream& err)
-{
-    FTester* tester = FTester::instance();
-    tester->removeInitializers();
-    tester->addInitializer(std::make_unique<FModuleTestInitializer>(registry));
-    auto builder = std::make_unique<FTreeBuilder>(registry);
-    builder->setClassFilter(commandLine.testClass);
-    tester->addInitializer(std::move(builder));
+// A test process ends with the program's own exit codes, which the parent reads back.
+static_assert(int(kChildDone) == int(kExitOk) && int(kChildUsageError) == int(kExitUsage) &&
+              int(kChildInterrupted) == int(kExitInterrupted));
 
-    auto* controller = new FUnitTestingDialogController(*tester, commandLine.logFile);
+int exitCodeOf(RunEnd end)
+{
+    switch (end)
+    {
+    case RunEnd::kUsageError:
+        return kExitUsage;
+    case RunEnd::kInterrupted:
+        return kExitInterrupted;
+    case RunEnd::kDone:
+        break;
+    }
+    return kExitOk;
+}
+
+/** The whole tree, or the selected nodes, in this process. */
+int runInProcess(const CommandLine& commandLine, HostSession& session, TestReporter& reporter,
+                 std::ostream& err)
+{
+    TestRunService service(*FTester::instance(), session.logPath(commandLine.logFile));
+    TestRunService::Scope scope;
+    scope.classFilter = commandLine.testClass;
+    service.setScope(session.getRegistry(), scope);
+    service.open();
     auto finish = [&](int code)
     {
-        controller->release(); // closes the tester, which stores the enabled flags
-        tester->removeInitializers();
+        service.close(); // stores the enabled flags
+        FTester::instance()->removeInitializers();
         return code;
     };
-    FTestNode* root = tester->getRoot();
-    int32 classes = 0;
-    if (FTestNode* top = root ? root->findTestChild("Global Instance") : nullptr)
-        classes = top->countChildren();
-    if (classes == 0)
+    if (service.countClasses() == 0)
     {
         err << "Qel3PluginTestHost: no class found"
             << (commandLine.testClass.empty() ? "" : " named " + commandLine.testClass) << "\n";
@@ -158,7 +129,7 @@ int runInProcess(const CommandLine& commandLine, FComponentRegistry& registry,
     std::vector<FTestNode*> selection;
     for (const std::string& path : commandLine.selections)
     {
-        FTestNode* node = tester->findPath(path.c_str());
+        FTestNode* node = service.findNode(path);
         if (!node)
         {
             err << "Qel3PluginTestHost: no test node at " << path << "\n";
@@ -166,32 +137,80 @@ int runInProcess(const CommandLine& commandLine, FComponentRegistry& registry,
         }
         selection.push_back(node);
     }
+    reporter.getProgress().setTotal(int(service.plan(selection).size()));
 
-    int planned = 0;
-    for (FTestNode* node : selection.empty() ? std::vector<FTestNode*>{root} : selection)
-        if (node->countChildren() > 0 || node->getTest())
-            planned += node->countLeaves(true);
-    reporter.getProgress().setTotal(planned);
-
-    // The test on the progress line.
-    NodeWatcher watcher(
-        [&](FTestNode& node)
-        {
-            if (node.countChildren() == 0)
-                reporter.started(node.getPath().toUtf8(), TestOutcome::suiteOf(node));
-        },
-        nullptr);
-    watcher.watch(*root);
-    controller->setTestListener([&](const FTestNode& node)
-                                { reporter.finished(TestOutcome::of(node)); });
+    TestRunService::Listener listener;
+    listener.started = [&](FTestNode& node)
+    {
+        if (node.countChildren() == 0)
+            reporter.started(node.getPath().toUtf8(), TestOutcome::suiteOf(node));
+    };
+    listener.finished = [&](const FTestNode& node) { reporter.finished(TestOutcome::of(node)); };
+    service.setListener(std::move(listener));
     InterruptCatcher catcher;
-    controller->setCancelPredicate([] { return InterruptCatcher::interrupted(); });
-    controller->setSelection(selection);
-    const char8* button = selection.empty() ? "runAll" : "runSelected";
-    if (UValue* value = controller->findValue(button))
-        value->setInt(1);
-    watcher.unwatchAll();
+    service.setCancelPredicate([] { return InterruptCatcher::interrupted(); });
+    service.run(selection);
     return finish(InterruptCatcher::interrupted() ? kExitInterrupted : kExitOk);
+}
+
+/** The console's side of an isolating run: verdicts and the progress line. */
+class ConsoleRunObserver : public IIsolatedRunObserver
+{
+public:
+    ConsoleRunObserver(TestReporter& reporter, std::ostream& err) : reporter(reporter), err(err) {}
+
+    void started(const std::string& path, const std::string& suite) override
+    {
+        reporter.started(path, suite);
+    }
+    void finished(const TestOutcome& outcome) override { reporter.finished(outcome); }
+    void diagnostic(const std::string& text) override { reporter.diagnostic(err, text); }
+    void addToTotal(int count) override { reporter.getProgress().addToTotal(count); }
+    void tick() override { reporter.getProgress().redraw(); }
+
+private:
+    TestReporter& reporter;
+    std::ostream& err;
+};
+
+int runIsolated(const CommandLine& commandLine, HostSession& session,
+                const std::vector<std::string>& folders, TestReporter& reporter, std::ostream& err)
+{
+    FAutotestLog log(session.logPath(commandLine.logFile));
+    log.remove();
+    IsolationOptions options;
+    options.program = platform::executablePath();
+    options.folders = folders;
+    options.dataFolder = session.getDataFolder();
+    options.classFilter = commandLine.testClass;
+    options.selections = commandLine.selections;
+    options.timeoutSeconds = commandLine.timeoutSeconds;
+    options.stopRequested = [] { return InterruptCatcher::interrupted(); };
+    ConsoleRunObserver observer(reporter, err);
+    InterruptCatcher catcher;
+    return exitCodeOf(IsolatedRun(options, session.getRegistry(), observer).run(log));
+}
+
+/** A test process of an isolating run: everything it prints goes to the parent. */
+int runChildJob(const CommandLine& commandLine, std::ostream& err)
+{
+    ChildRequest request;
+    request.unit = commandLine.childUnit;
+    request.reportFd = commandLine.reportFd;
+    request.logFile = commandLine.logFile;
+    request.selections = commandLine.selections;
+    request.stopRequested = [] { return InterruptCatcher::interrupted(); };
+    IsolatedChild child(std::move(request));
+    std::string problem;
+    if (!child.prepare(problem))
+    {
+        err << "Qel3PluginTestHost: " << problem << "\n";
+        return kExitUsage;
+    }
+    HostSession session(err, false, commandLine.configFolder);
+    session.scan(commandLine.folders);
+    InterruptCatcher catcher;
+    return exitCodeOf(child.run(session.getRegistry(), err));
 }
 
 } // namespace
@@ -199,7 +218,7 @@ int runInProcess(const CommandLine& commandLine, FComponentRegistry& registry,
 int runTestJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
 {
     if (!commandLine.childUnit.empty())
-        return runIsolatedChild(commandLine, err);
+        return runChildJob(commandLine, err);
 
     DirectModules direct;
     std::vector<std::string> folders;
@@ -210,23 +229,17 @@ int runTestJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
         return kExitUsage;
     }
 
-    HostSession session(err, commandLine.verbose);
+    HostSession session(err, commandLine.verbose, commandLine.configFolder);
     session.scan(folders);
-    FComponentRegistry& registry = session.getRegistry();
 
     ProgressLine progress(out, ProgressLine::stdoutIsTerminal());
     TestReporter reporter(out, progress);
     const std::string timestamp = JUnitWriter::currentTimestamp();
     int code = kExitOk;
     if (commandLine.isolate)
-    {
-        FAutotestLog log(commandLine.logFile);
-        log.remove();
-        IsolatedRun run(commandLine, registry, reporter, err, platform::executablePath());
-        code = run.run(folders, log);
-    }
+        code = runIsolated(commandLine, session, folders, reporter, err);
     else
-        code = runInProcess(commandLine, registry, reporter, err);
+        code = runInProcess(commandLine, session, reporter, err);
     if (code == kExitUsage && reporter.getOutcomes().empty())
         return code;
 

@@ -1,7 +1,7 @@
 // The --test job: the real program over copies of the example modules, its output, its log and
 // its exit codes; and Ctrl-C between two tests, raised inside a run in this process.
 #include "app/commandline.h"
-#include "app/testjob.h"
+#include "app/interruptcatcher.h"
 #include "conformity/funittestingdialogcontroller.h"
 #include "hosting/testsupport.h"
 #include "plugins/common/exampleids.h"

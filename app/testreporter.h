@@ -4,7 +4,7 @@
 #pragma once
 
 #include "app/progressline.h"
-#include "app/testoutcome.h"
+#include "conformity/testoutcome.h"
 
 #include <iosfwd>
 #include <vector>

@@ -44,7 +44,6 @@ struct Workspace
             std::snprintf(name, sizeof(name), "bench_module_%03d.so", i);
             fs::copy_file(source, modules / name);
         }
-        platform::setUserDataFolder(config.string());
     }
 
     ~Workspace() { fs::remove_all(root); }
@@ -59,6 +58,7 @@ Workspace& workspace()
 int scanOnce()
 {
     auto* registry = new FComponentRegistry;
+    registry->setCacheFolder(workspace().config.string());
     int found = registry->scanFolder(workspace().modules.string());
     int classes = registry->countDescriptions();
     registry->release();

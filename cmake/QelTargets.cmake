@@ -8,8 +8,8 @@ function(qel_add_tests name)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main
-                                        Threads::Threads)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} qel_plugin_ids GTest::gtest
+                                        GTest::gtest_main Threads::Threads)
   target_compile_definitions(
     ${name} PRIVATE QEL_FIXTURE_DIR="${QEL_FIXTURE_DIR}" QEL_MODULE_DIR="${QEL_MODULE_DIR}"
                     QEL_PROGRAM="${QEL_OUTPUT_DIR}/Qel3PluginTestHost")
@@ -33,14 +33,29 @@ function(qel_add_module name)
   target_link_options(${name} PRIVATE -Wl,--no-undefined)
 endfunction()
 
-# qel_export_headers(TARGET FOLDER): users of TARGET include its headers as "FOLDER/name.h".
-# Each library gets an include root of its own that holds only its folder, so a library cannot
-# reach the headers of one it does not link.
+# qel_export_headers(TARGET FOLDER [EXCLUDE SUBFOLDER...]): users of TARGET include its headers
+# as "FOLDER/name.h". Each library gets an include root of its own that holds only its folder,
+# so a library cannot reach the headers of one it does not link. Subfolders that are libraries
+# of their own are left out with EXCLUDE.
 function(qel_export_headers target folder)
+  cmake_parse_arguments(ARG "" "" "EXCLUDE" ${ARGN})
   set(root ${CMAKE_BINARY_DIR}/include/${target})
-  get_filename_component(parent ${root}/${folder} DIRECTORY)
-  file(MAKE_DIRECTORY ${parent})
-  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${root}/${folder} SYMBOLIC)
+  set(source ${PROJECT_SOURCE_DIR}/${folder})
+  if(NOT ARG_EXCLUDE)
+    get_filename_component(parent ${root}/${folder} DIRECTORY)
+    file(MAKE_DIRECTORY ${parent})
+    file(CREATE_LINK ${source} ${root}/${folder} SYMBOLIC)
+  else()
+    # A folder of links, one per entry; a new entry reconfigures the build.
+    file(REMOVE_RECURSE ${root}/${folder})
+    file(MAKE_DIRECTORY ${root}/${folder})
+    file(GLOB entries CONFIGURE_DEPENDS LIST_DIRECTORIES true RELATIVE ${source} ${source}/*)
+    foreach(entry ${entries})
+      if(NOT entry IN_LIST ARG_EXCLUDE)
+        file(CREATE_LINK ${source}/${entry} ${root}/${folder}/${entry} SYMBOLIC)
+      endif()
+    endforeach()
+  endif()
   get_target_property(type ${target} TYPE)
   if(type STREQUAL "INTERFACE_LIBRARY")
     target_include_directories(${target} INTERFACE ${root})

@@ -1,6 +1,7 @@
 // The runner over small trees of scripted tests: order of setup, run and teardown, statuses,
 // the log file byte for byte, the settings file, and the controller's values.
 #include "conformity/funittestingdialogcontroller.h"
+#include "conformity/scriptedtestsupport.h"
 #include "hosting/testsupport.h"
 
 #include <gtest/gtest.h>
@@ -12,72 +13,11 @@
 
 using namespace Quillmark;
 using Quillmark::testing::readFile;
+using Quillmark::testing::ScriptedTest;
+using Quillmark::testing::ScriptedTree;
 
 namespace
 {
-
-/** A test whose answers are set up front and which records what the runner called. */
-class ScriptedTest : public FObject, public Qel::ITest
-{
-public:
-    ScriptedTest(std::string name, std::vector<std::string>& calls)
-        : name(std::move(name)), calls(calls)
-    {
-    }
-
-    bool setup() override
-    {
-        calls.push_back(name + " setup");
-        return setupAnswer;
-    }
-    bool run(Qel::ITestResult* result) override
-    {
-        calls.push_back(name + " run");
-        if (runFor.count() > 0)
-            std::this_thread::sleep_for(runFor);
-        for (const char* text : messages)
-            result->addMessage(text);
-        for (const char* text : errors)
-            result->addErrorMessage(text);
-        return runAnswer;
-    }
-    bool teardown() override
-    {
-        calls.push_back(name + " teardown");
-        return teardownAnswer;
-    }
-    const char8* getDescription() override { return nullptr; }
-
-    tresult queryInterface(const TUID iid, void** obj) override
-    {
-        QEL_QUERY_INTERFACE(iid, obj, Qel::ITest)
-        return FObject::queryInterface(iid, obj);
-    }
-    uint32 addRef() override { return FObject::addRef(); }
-    uint32 release() override { return FObject::release(); }
-
-    std::string name;
-    std::vector<std::string>& calls;
-    std::chrono::milliseconds runFor{0};
-    bool setupAnswer = true;
-    bool runAnswer = true;
-    bool teardownAnswer = true;
-    std::vector<const char*> messages;
-    std::vector<const char*> errors;
-};
-
-/** Builds its tree from a list of scripted tests by path. */
-class ScriptedTree : public FTestInitializer
-{
-public:
-    explicit ScriptedTree(std::vector<ScriptedTest*>& tests) : tests(tests) {}
-    void initialize(FTester& tester, FTestNode&) override
-    {
-        for (ScriptedTest* test : tests)
-            tester.addPathTest(test->name.c_str(), test);
-    }
-    std::vector<ScriptedTest*>& tests;
-};
 
 class Runner : public ::testing::Test
 {
@@ -276,7 +216,7 @@ TEST_F(Runner, TheControllerOffersItsNamedValues)
     EXPECT_EQ(dialog.findValue("runSelected")->getTag(), 14533);
     EXPECT_EQ(dialog.findValue("enableAll")->getTag(), 14534);
     EXPECT_EQ(dialog.findValue("disableAll")->getTag(), 14535);
-    EXPECT_EQ(tester->getObserver(), static_cast<ITesterObserver*>(&dialog));
+    EXPECT_EQ(tester->getObserver(), static_cast<ITesterObserver*>(&dialog.getService()));
     press(dialog, "close");
     EXPECT_EQ(tester->getObserver(), nullptr);
     EXPECT_EQ(tester->getRoot(), nullptr);

@@ -1,7 +1,7 @@
 #include "conformity/funittestingdialogcontroller.h"
 
-#include "base/uintvalues.h"
-#include "base/ustringlistvalue.h"
+#include "base/values/uintvalues.h"
+#include "base/values/ustringlistvalue.h"
 
 #include <limits>
 
@@ -15,8 +15,23 @@ constexpr int32 kMaxCount = std::numeric_limits<int32>::max();
 
 } // namespace
 
+FUnitTestingDialogController::FUnitTestingDialogController(TestRunService& service)
+    : UValueContainer(this), service(&service)
+{
+    addValues();
+    service.open();
+}
+
 FUnitTestingDialogController::FUnitTestingDialogController(FTester& tester, std::string logPath)
-    : UValueContainer(this), tester(&tester), log(std::move(logPath))
+    : UValueContainer(this),
+      ownService(std::make_unique<TestRunService>(tester, std::move(logPath))),
+      service(ownService.get())
+{
+    addValues();
+    service->open();
+}
+
+void FUnitTestingDialogController::addValues()
 {
     adopt(new UIntValue("runAll", kRunAllTag));
     adopt(new UIntValue("runSelected", kRunSelectedTag));
@@ -31,7 +46,7 @@ FUnitTestingDialogController::FUnitTestingDialogController(FTester& tester, std:
     adopt(new UIntValue("close", kCloseTag));
     errorList = adopt(new UStringListValue("errorList"));
     messageList = adopt(new UStringListValue("messageList"));
-    log.setProgress(
+    service->getLog().setProgress(
         [this](size_t done, size_t total)
         {
             if (!savingProgress)
@@ -43,32 +58,34 @@ FUnitTestingDialogController::FUnitTestingDialogController(FTester& tester, std:
             else
                 savingProgress->step(done, total);
         });
-    tester.setObserver(this);
-    tester.open();
 }
 
 FUnitTestingDialogController::~FUnitTestingDialogController()
 {
     close();
+    service->getLog().setProgress(nullptr);
 }
 
 void FUnitTestingDialogController::close()
 {
-    if (!tester)
-        return;
-    tester->setObserver(nullptr);
-    tester->close();
-    tester = nullptr;
+    service->close();
     selection.clear();
+}
+
+void FUnitTestingDialogController::setTestListener(std::function<void(const FTestNode&)> listener)
+{
+    TestRunService::Listener handlers;
+    handlers.finished = std::move(listener);
+    service->setListener(std::move(handlers));
 }
 
 UValue* FUnitTestingDialogController::findValue(const ConstString& path) const
 {
     UValue* value = UValueContainer::findValue(path);
-    if (value == numTests && !numTestsKnown && tester)
+    if (value == numTests && !numTestsKnown && service->isOpen())
     {
         numTestsKnown = true;
-        numTests->setValue(tester->countTests(), false);
+        numTests->setValue(service->getTester().countTests(), false);
     }
     return value;
 }
@@ -76,7 +93,7 @@ UValue* FUnitTestingDialogController::findValue(const ConstString& path) const
 void FUnitTestingDialogController::onValueChanged(UValue* value)
 {
     // Buttons report a press as 1 and fall back to 0, which is no press.
-    if (!value || value->getInt() == 0 || !tester)
+    if (!value || value->getInt() == 0 || !service->isOpen())
         return;
     const int32 tag = value->getTag();
     if (auto* button = FCast<UIntValue>(value); button && tag != 0)
@@ -91,7 +108,7 @@ void FUnitTestingDialogController::onValueChanged(UValue* value)
         break;
     case kEnableAllTag:
     case kDisableAllTag:
-        if (FTestNode* root = tester->getRoot())
+        if (FTestNode* root = service->getRoot())
             root->setDescendantsEnabled(tag == kEnableAllTag);
         break;
     case kCloseTag:
@@ -105,7 +122,7 @@ void FUnitTestingDialogController::onValueChanged(UValue* value)
 void FUnitTestingDialogController::setSelection(std::vector<FTestNode*> nodes)
 {
     selection = std::move(nodes);
-    if (!running)
+    if (!service->isRunning())
         fillLists();
 }
 
@@ -165,44 +182,19 @@ void FUnitTestingDialogController::fillLists()
 void FUnitTestingDialogController::runAll()
 {
     clearLists();
-    log.remove();
-    running = true;
-    tester->runAll();
-    running = false;
+    service->run({});
 }
 
 void FUnitTestingDialogController::runSelected()
 {
-    log.remove();
     clearLists();
-    running = true;
-    for (FTestNode* node : selection)
-        if (node && (node->countChildren() > 0 || node->getTest()))
-            tester->runWithParents(node);
-    running = false;
-}
-
-bool FUnitTestingDialogController::cancelled()
-{
-    return cancelPredicate && cancelPredicate();
-}
-
-void FUnitTestingDialogController::testerChanged(FTester& changedTester)
-{
-    FTestNode* node = changedTester.getLastNode();
-    if (!node)
-        return;
-    if (node->countChildren() > 0)
+    if (selection.empty())
     {
-        const int32 status = node->getStatus();
-        if (testListener &&
-            (status == FTestNode::kSetupFailed || status == FTestNode::kTeardownFailed))
-            testListener(*node);
+        // Nothing to run, but a run was asked for: the log of the last one is gone all the same.
+        service->getLog().remove();
         return;
     }
-    log.write(*node);
-    if (testListener)
-        testListener(*node);
+    service->run(selection);
 }
 
 } // namespace Quillmark

@@ -1,13 +1,13 @@
-// The logic of the test window: named values and buttons that a view binds to, running all or
-// the selected nodes, enabling and disabling, and writing each finished test to the log. It is
-// the tester's observer while it lives; whoever shows the window owns it.
+// The logic of the test window: named values and buttons that a view binds to over a run
+// service, which builds, runs and logs the tree; the controller adds the selection, the lists
+// of what it reported and the progress of saving. Whoever shows the window owns it.
 #pragma once
 
-#include "base/uvaluecontainer.h"
-#include "conformity/fautotestlog.h"
-#include "hosting/ftester.h"
+#include "base/values/uvaluecontainer.h"
+#include "conformity/testrunservice.h"
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace Quillmark
@@ -26,7 +26,7 @@ public:
     virtual void close() = 0;
 };
 
-class FUnitTestingDialogController : public UValueContainer, public ITesterObserver
+class FUnitTestingDialogController : public UValueContainer
 {
     QEL_DECLARE_CLASS(FUnitTestingDialogController, UValueContainer)
 public:
@@ -40,11 +40,14 @@ public:
         kDisableAllTag = 14535,
     };
 
-    /** Becomes the observer of `tester` (borrowed) and opens it, which builds the tree. */
+    /** Over `service` (borrowed), which it opens; the tree is built then. */
+    explicit FUnitTestingDialogController(TestRunService& service);
+    /** Over a service of its own that builds the tree with the initializers of `tester`
+        (borrowed). */
     explicit FUnitTestingDialogController(FTester& tester, std::string logPath = {});
     ~FUnitTestingDialogController() override;
 
-    /** Detaches from the tester and closes it, which stores the settings. Also tag 1. */
+    /** Closes the service, which stores the settings. Also tag 1. */
     void close();
 
     /** The nodes selected in the tree view, in order (borrowed). Outside a run, the lists
@@ -55,43 +58,35 @@ public:
     /** Polled before every node; a true answer stops the run there. */
     void setCancelPredicate(std::function<bool()> predicate)
     {
-        cancelPredicate = std::move(predicate);
+        service->setCancelPredicate(std::move(predicate));
     }
     /** Told of every test that was run and logged, and of every group whose setup or
         teardown failed (such a group is not logged: its tests did not run). */
-    void setTestListener(std::function<void(const FTestNode&)> listener)
-    {
-        testListener = std::move(listener);
-    }
+    void setTestListener(std::function<void(const FTestNode&)> listener);
 
-    FAutotestLog& getLog() { return log; }
-    bool isRunning() const { return running; }
+    TestRunService& getService() { return *service; }
+    FAutotestLog& getLog() { return service->getLog(); }
+    bool isRunning() const { return service->isRunning(); }
 
     UValue* findValue(const ConstString& path) const override;
     void onValueChanged(UValue* value) override;
 
-    // ITesterObserver
-    bool cancelled() override;
-    void testerChanged(FTester& changedTester) override;
-
 private:
+    void addValues();
     void runAll();
     void runSelected();
     void clearLists();
     void fillLists();
     void addNodeResults(FTestNode& node, bool withDescription);
 
-    FTester* tester;
-    FAutotestLog log;
+    std::unique_ptr<TestRunService> ownService;
+    TestRunService* service;
     std::vector<FTestNode*> selection;
-    std::function<bool()> cancelPredicate;
-    std::function<void(const FTestNode&)> testListener;
     UIntValue* numTests = nullptr;
     UStringListValue* errorList = nullptr;
     UStringListValue* messageList = nullptr;
     ISavingProgress* savingProgress = nullptr;
     mutable bool numTestsKnown = false;
-    bool running = false;
 };
 
 } // namespace Quillmark

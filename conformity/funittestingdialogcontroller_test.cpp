@@ -1,6 +1,6 @@
 // The test window's logic beside the run: the two lists that show what the selected nodes
 // reported, and the progress shown while a test with very many lines is saved.
-#include "base/ustringlistvalue.h"
+#include "base/values/ustringlistvalue.h"
 #include "conformity/conformitytestsupport.h"
 #include "conformity/qeltestbase.h"
 #include "hosting/plugprovider.h"

@@ -59,7 +59,8 @@ FDefaultPool* FModuleManager::getCachePool()
 {
     if (!cachePool)
     {
-        std::string file = platform::joinPath(platform::userDataFolder(), cacheName.toUtf8());
+        std::string folder = cacheFolder.empty() ? platform::userDataFolder() : cacheFolder;
+        std::string file = platform::joinPath(folder, cacheName.toUtf8());
         cachePool = new FDefaultPool(file);
         ownsCachePool = true;
         std::string problem;

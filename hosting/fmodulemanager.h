@@ -55,6 +55,8 @@ public:
 
     /** The cache pool; created on first use in the user data folder unless one was set. */
     FDefaultPool* getCachePool();
+    /** Where "Module Cache" lives when no pool is set; the user data folder unless set. */
+    void setCacheFolder(std::string folder) { cacheFolder = std::move(folder); }
     /** Uses `pool` (borrowed) for the cache instead of the file of its own. */
     void setCachePool(FDefaultPool* pool);
     bool saveCache();
@@ -83,6 +85,7 @@ protected:
     std::vector<FModule*> modules;
     String name;
     String cacheName{"Module Cache"};
+    std::string cacheFolder;
     FDefaultPool* cachePool = nullptr;
     bool ownsCachePool = false;
     bool scanned = false;

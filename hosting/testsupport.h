@@ -77,19 +77,33 @@ inline std::string readFile(const std::string& path)
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-/** Points the user data folder into a temporary folder for the life of the object. */
+/** Points the default user data folder into a temporary folder for the life of the object,
+    the way a user moves it: through XDG_CONFIG_HOME. */
 class UserDataFolder
 {
 public:
-    explicit UserDataFolder(const TempFolder& temp) : path(temp.folder("userdata"))
+    explicit UserDataFolder(const TempFolder& temp)
     {
-        platform::setUserDataFolder(path);
+        const char* saved = std::getenv("XDG_CONFIG_HOME");
+        hadSaved = saved != nullptr;
+        previous = saved ? saved : "";
+        setenv("XDG_CONFIG_HOME", temp.folder("config").c_str(), 1);
+        path = platform::userDataFolder();
+        std::filesystem::create_directories(path);
     }
-    ~UserDataFolder() { platform::setUserDataFolder({}); }
+    ~UserDataFolder()
+    {
+        if (hadSaved)
+            setenv("XDG_CONFIG_HOME", previous.c_str(), 1);
+        else
+            unsetenv("XDG_CONFIG_HOME");
+    }
     const std::string& get() const { return path; }
 
 private:
     std::string path;
+    std::string previous;
+    bool hadSaved = false;
 };
 
 } // namespace Quillmark::testing

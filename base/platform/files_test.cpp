@@ -46,16 +46,14 @@ TEST(PlatformPaths, ModuleFoldersFollowTheSearchOrder)
     EXPECT_EQ(programComponentsFolder(), executableFolder() + "/Components");
 }
 
-TEST(PlatformPaths, UserDataFolderFollowsTheEnvironmentUnlessOverridden)
+TEST(PlatformPaths, UserDataFolderFollowsTheEnvironment)
 {
     const char* saved = std::getenv("XDG_CONFIG_HOME");
     std::string keep = saved ? saved : "";
     setenv("XDG_CONFIG_HOME", "/somewhere", 1);
     EXPECT_EQ(userDataFolder(), "/somewhere/Qel3PluginTestHost");
-    setUserDataFolder("/elsewhere");
-    EXPECT_EQ(userDataFolder(), "/elsewhere");
-    setUserDataFolder({});
-    EXPECT_EQ(userDataFolder(), "/somewhere/Qel3PluginTestHost");
+    setenv("XDG_CONFIG_HOME", "", 1);
+    EXPECT_EQ(userDataFolder(), std::string(std::getenv("HOME")) + "/.config/Qel3PluginTestHost");
     if (saved)
         setenv("XDG_CONFIG_HOME", keep.c_str(), 1);
     else

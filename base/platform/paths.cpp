@@ -14,9 +14,6 @@ namespace Quillmark::platform
 namespace
 {
 
-std::mutex gFolderMutex;
-std::string gUserDataOverride;
-
 std::string homeFolder()
 {
     if (const char* home = std::getenv("HOME"); home && *home)
@@ -45,20 +42,9 @@ std::string executableFolder()
 
 std::string userDataFolder()
 {
-    {
-        std::lock_guard<std::mutex> guard(gFolderMutex);
-        if (!gUserDataOverride.empty())
-            return gUserDataOverride;
-    }
     const char* config = std::getenv("XDG_CONFIG_HOME");
     std::string base = config && *config ? config : joinPath(homeFolder(), ".config");
     return joinPath(base, "Qel3PluginTestHost");
-}
-
-void setUserDataFolder(const std::string& folder)
-{
-    std::lock_guard<std::mutex> guard(gFolderMutex);
-    gUserDataOverride = folder;
 }
 
 std::string temporaryFolder()

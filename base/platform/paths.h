@@ -12,11 +12,9 @@ namespace Quillmark::platform
 std::string executablePath();
 std::string executableFolder();
 
-/** "$XDG_CONFIG_HOME/Qel3PluginTestHost", default "~/.config/Qel3PluginTestHost", unless an
-    override was set. */
+/** "$XDG_CONFIG_HOME/Qel3PluginTestHost", default "~/.config/Qel3PluginTestHost": where user
+    data goes unless the application is given another folder. */
 std::string userDataFolder();
-/** Points the user data folder elsewhere for the rest of the run; empty restores the default. */
-void setUserDataFolder(const std::string& folder);
 
 /** "$TMPDIR", default "/tmp". */
 std::string temporaryFolder();

@@ -1,0 +1,40 @@
+#include "app/jobdispatch.h"
+
+#include "app/commandline.h"
+#include "app/listjob.h"
+#include "app/testjob.h"
+#include "base/platform/paths.h"
+
+#include <ostream>
+
+namespace Quillmark
+{
+
+int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
+{
+    if (!commandLine.error.empty())
+    {
+        err << "Qel3PluginTestHost: " << commandLine.error << "\n";
+        err << "Try 'Qel3PluginTestHost --help'.\n";
+        return kExitUsage;
+    }
+    switch (commandLine.job)
+    {
+    case CommandLine::Job::kHelp:
+        printUsage(out);
+        return kExitOk;
+    case CommandLine::Job::kVersion:
+        out << "Qel3PluginTestHost " << QEL_VERSION << "\n";
+        return kExitOk;
+    case CommandLine::Job::kList:
+        return runListJob(commandLine, out, err);
+    case CommandLine::Job::kTest:
+        return runTestJob(commandLine, out, err);
+    case CommandLine::Job::kNone:
+        break;
+    }
+    printUsage(err);
+    return kExitUsage;
+}
+
+} // namespace Quillmark
