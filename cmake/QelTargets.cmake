@@ -31,6 +31,12 @@ function(qel_add_module name)
   endif()
   set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${out})
   target_link_options(${name} PRIVATE -Wl,--no-undefined)
+  if(QEL_FUZZ)
+    # clang links no sanitizer runtime into a shared object; the fuzzed host carries it, and
+    # the modules it loads stay plain.
+    target_compile_options(${name} PRIVATE -fno-sanitize=all)
+    target_link_options(${name} PRIVATE -fno-sanitize=all)
+  endif()
 endfunction()
 
 # qel_export_headers(TARGET FOLDER [EXCLUDE SUBFOLDER...]): users of TARGET include its headers
@@ -64,20 +70,35 @@ function(qel_export_headers target folder)
   endif()
 endfunction()
 
-# qel_add_fuzz_target(NAME SOURCES... LIBS... [CORPUS DIR]): a libFuzzer program, built only in
-# the fuzzing build (QEL_FUZZ, clang). Its seed corpus is DIR (default fuzz/corpus/NAME beside
-# the calling CMakeLists.txt); the fuzzing script finds it through the file fuzz_targets.txt.
+# qel_add_fuzz_target(NAME SOURCES... LIBS... [CORPUS DIR] [REPRODUCERS DIR]): a fuzz target,
+# a file that defines LLVMFuzzerTestOneInput. In the fuzzing build (QEL_FUZZ, clang) it is a
+# libFuzzer program, listed with its seed corpus (default fuzz/corpus/NAME beside the calling
+# CMakeLists.txt) in fuzz_targets.txt for scripts/fuzz.sh. In every other build it replays the
+# corpus and the reproducers (default fuzz/reproducers/NAME: inputs that fuzzing once found
+# harmful) as the test Fuzz.NAME, so the sanitizers check them in CI.
 function(qel_add_fuzz_target name)
-  cmake_parse_arguments(ARG "" "CORPUS" "SOURCES;LIBS" ${ARGN})
-  if(NOT QEL_FUZZ)
-    return()
-  endif()
+  cmake_parse_arguments(ARG "" "CORPUS;REPRODUCERS" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_CORPUS)
     set(ARG_CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/fuzz/corpus/${name})
   endif()
-  add_executable(${name} ${ARG_SOURCES})
-  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
-  target_link_libraries(${name} PRIVATE ${ARG_LIBS})
-  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
-  file(APPEND ${CMAKE_BINARY_DIR}/fuzz_targets.txt "${name}\t${ARG_CORPUS}\n")
+  if(NOT ARG_REPRODUCERS)
+    set(ARG_REPRODUCERS ${CMAKE_CURRENT_SOURCE_DIR}/fuzz/reproducers/${name})
+  endif()
+  if(QEL_FUZZ)
+    add_executable(${name} ${ARG_SOURCES})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
+    target_link_libraries(${name} PRIVATE ${ARG_LIBS})
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    target_compile_definitions(${name} PRIVATE QEL_FIXTURE_DIR="${QEL_FIXTURE_DIR}"
+                                               QEL_MODULE_DIR="${QEL_MODULE_DIR}")
+    file(APPEND ${CMAKE_BINARY_DIR}/fuzz_targets.txt "${name}\t${ARG_CORPUS}\t${ARG_REPRODUCERS}\n")
+  elseif(QEL_BUILD_TESTS)
+    add_executable(${name}_replay ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/cmake/fuzzreplaymain.cpp)
+    set_target_properties(${name}_replay PROPERTIES RUNTIME_OUTPUT_DIRECTORY
+                                                    ${CMAKE_BINARY_DIR}/tests)
+    target_link_libraries(${name}_replay PRIVATE ${ARG_LIBS})
+    target_compile_definitions(${name}_replay PRIVATE QEL_FIXTURE_DIR="${QEL_FIXTURE_DIR}"
+                                                      QEL_MODULE_DIR="${QEL_MODULE_DIR}")
+    add_test(NAME Fuzz.${name} COMMAND ${name}_replay ${ARG_CORPUS} ${ARG_REPRODUCERS})
+  endif()
 endfunction()
