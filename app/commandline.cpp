@@ -12,10 +12,30 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
     CommandLine result;
     std::string testOption;    // the first option given that only --test takes
     std::string isolateOption; // the first option given that only --isolate takes
+    std::string treeOption;    // the first option given that --test and --list-tests take
     auto belongsToTest = [&](const std::string& option)
     {
         if (testOption.empty())
             testOption = option;
+    };
+    auto belongsToTree = [&](const std::string& option)
+    {
+        if (treeOption.empty())
+            treeOption = option;
+    };
+    // A decimal number of 0 to 4294967295.
+    auto readState = [&](const std::string& option, const std::string& text,
+                         std::optional<uint32_t>& into) -> bool
+    {
+        char* end = nullptr;
+        unsigned long long value = std::strtoull(text.c_str(), &end, 10);
+        if (text.empty() || text[0] == '-' || *end != '\0' || value > 0xFFFFFFFFull)
+        {
+            result.error = option + " needs a number of 0 to 4294967295, not: " + text;
+            return false;
+        }
+        into = uint32_t(value);
+        return true;
     };
     auto setJob = [&](Job job, const std::string& argument)
     {
@@ -40,19 +60,57 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             setJob(Job::kList, argument);
         else if (argument == "--test")
             setJob(Job::kTest, argument);
+        else if (argument == "--list-tests")
+            setJob(Job::kListTests, argument);
+        else if (argument == "--enable" || argument == "--disable")
+        {
+            setJob(Job::kTestSettings, argument);
+            std::string path;
+            if (!takeValue(path))
+                break;
+            result.enableChanges.emplace_back(path, argument == "--enable");
+        }
         else if (argument == "--class")
         {
-            belongsToTest(argument);
+            belongsToTree(argument);
             if (!takeValue(result.testClass))
                 break;
         }
         else if (argument == "--select")
         {
-            belongsToTest(argument);
+            belongsToTree(argument);
             std::string path;
             if (!takeValue(path))
                 break;
             result.selections.push_back(path);
+        }
+        else if (argument == "--seed" || argument == "--random-state")
+        {
+            belongsToTest(argument);
+            std::string text;
+            if (!takeValue(text) ||
+                !readState(argument, text, argument == "--seed" ? result.seed : result.randomState))
+                break;
+        }
+        else if (argument == "--repeat")
+        {
+            belongsToTest(argument);
+            std::string text;
+            if (!takeValue(text))
+                break;
+            char* end = nullptr;
+            long rounds = std::strtol(text.c_str(), &end, 10);
+            if (text.empty() || *end != '\0' || rounds < 1 || rounds > 1000000)
+            {
+                result.error = "--repeat needs a number of rounds from 1, not: " + text;
+                break;
+            }
+            result.repeat = int(rounds);
+        }
+        else if (argument == "--stop-on-failure")
+        {
+            belongsToTest(argument);
+            result.stopOnFailure = true;
         }
         else if (argument == "--log")
         {
@@ -126,10 +184,18 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             result.folders.push_back(argument);
     }
     if (result.error.empty() && !result.folders.empty() && result.job != Job::kList &&
-        result.job != Job::kTest)
+        result.job != Job::kTest && result.job != Job::kListTests &&
+        result.job != Job::kTestSettings)
         result.error = "a folder is given without a job: " + result.folders.front();
     if (result.error.empty() && !testOption.empty() && result.job != Job::kTest)
         result.error = testOption + " belongs to --test";
+    if (result.error.empty() && !treeOption.empty() && result.job != Job::kTest &&
+        result.job != Job::kListTests)
+        result.error = treeOption + " belongs to --test or --list-tests";
+    if (result.error.empty() && result.seed && result.randomState)
+        result.error = "--seed and --random-state both say where the sequence starts: give one";
+    if (result.error.empty() && result.stopOnFailure && result.repeat < 2)
+        result.error = "--stop-on-failure belongs to --repeat";
     if (result.error.empty() && !isolateOption.empty() && !result.isolate)
         result.error = isolateOption + " belongs to --isolate";
     if (result.error.empty() && !result.childUnit.empty() && result.reportFd < 0)
@@ -142,7 +208,13 @@ void printUsage(std::ostream& out)
     out << "Usage: Qel3PluginTestHost --list [FOLDER...] [--verbose] [--config-dir DIR]\n"
            "       Qel3PluginTestHost --test [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
            "                          [--select PATH]... [--log FILE] [--junit FILE]\n"
-           "                          [--isolate [--timeout SECONDS]] [--config-dir DIR]\n"
+           "                          [--isolate [--timeout SECONDS]] [--seed N | --random-state "
+           "N]\n"
+           "                          [--repeat N [--stop-on-failure]] [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --list-tests [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
+           "                          [--select PATH]... [--config-dir DIR]\n"
+           "       Qel3PluginTestHost (--enable PATH | --disable PATH)... [MODULE-OR-FOLDER...]\n"
+           "                          [--config-dir DIR]\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -164,6 +236,21 @@ void printUsage(std::ostream& out)
            "                     class\n"
            "  --timeout SECONDS  with --isolate: the longest a test may go without progress\n"
            "                     before its process is killed (default 150)\n"
+           "  --seed N           start the random numbers of the tests at N instead of where\n"
+           "                     they always start (0 to 4294967295)\n"
+           "  --random-state N   start the random numbers at N as the first test begins; a\n"
+           "                     failed run prints, per failed test, the command that\n"
+           "                     repeats it alone this way\n"
+           "  --repeat N         run the tests N times, each round going on with the random\n"
+           "                     numbers where the last one left them; each round is reported\n"
+           "  --stop-on-failure  with --repeat: stop after the first round with a failure\n"
+           "  --list-tests       print the tests a run would run, one per line: the path, a\n"
+           "                     tab, and \"enabled\" or \"disabled\" as TestSettings.bin has\n"
+           "                     it; no plug-in is created (the tests that modules contribute\n"
+           "                     are left out: they exist only once their module makes them)\n"
+           "  --enable PATH, --disable PATH\n"
+           "                     switch a node of the tree on or off in TestSettings.bin, for\n"
+           "                     the runs that follow; may be repeated\n"
            "  --verbose, -v      tell on stderr, for each module, whether it came from the\n"
            "                     cache or was loaded, and why a module was skipped\n"
            "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"

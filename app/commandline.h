@@ -2,8 +2,11 @@
 // usage text. Results go to stdout, diagnostics to stderr.
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Quillmark
@@ -18,6 +21,8 @@ struct CommandLine
         kVersion,
         kList,
         kTest,
+        kListTests,    // the tests a run would run, without making an instance
+        kTestSettings, // --enable / --disable: change the stored enabled flags
     };
 
     Job job = Job::kNone;
@@ -33,6 +38,15 @@ struct CommandLine
     bool isolate = false;
     double timeoutSeconds = kDefaultTimeoutSeconds;
     std::string junitFile;
+    // --test: where the random sequence starts, for the whole run (--seed) or for the first
+    // test (--random-state: to repeat one test with the numbers it drew in a full run), how
+    // many rounds to run, and whether a failing round ends them.
+    std::optional<uint32_t> seed;
+    std::optional<uint32_t> randomState;
+    int repeat = 1;
+    bool stopOnFailure = false;
+    // --enable PATH / --disable PATH, in order: true enables.
+    std::vector<std::pair<std::string, bool>> enableChanges;
     // Given by an isolating run to its test processes only: what to run and where to report.
     std::string childUnit;
     int reportFd = -1;

@@ -3,6 +3,7 @@
 #include "app/commandline.h"
 #include "app/listjob.h"
 #include "app/testjob.h"
+#include "app/testtreejobs.h"
 #include "base/platform/paths.h"
 
 #include <ostream>
@@ -30,6 +31,10 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runListJob(commandLine, out, err);
     case CommandLine::Job::kTest:
         return runTestJob(commandLine, out, err);
+    case CommandLine::Job::kListTests:
+        return runListTestsJob(commandLine, out, err);
+    case CommandLine::Job::kTestSettings:
+        return runTestSettingsJob(commandLine, out, err);
     case CommandLine::Job::kNone:
         break;
     }

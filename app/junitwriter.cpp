@@ -171,12 +171,16 @@ void JUnitWriter::write(std::ostream& out, const std::vector<TestOutcome>& outco
             out << "    <testcase classname=\"" << attr(suite.name) << "\" name=\""
                 << attr(caseName(*outcome)) << "\" time=\"" << seconds(outcome->seconds) << "\"";
             const bool failed = outcome->ran && !outcome->passed();
-            if (outcome->ran && !failed && outcome->messages.empty())
+            if (outcome->ran && !failed && outcome->messages.empty() && !outcome->randomState)
             {
                 out << "/>\n";
                 continue;
             }
             out << ">\n";
+            // Where the random numbers stood as the test began: --random-state repeats it.
+            if (outcome->randomState)
+                out << "      <properties><property name=\"random-state\" value=\""
+                    << *outcome->randomState << "\"/></properties>\n";
             if (!outcome->ran)
                 out << "      <skipped message=\"not run: the test process of its class ended "
                        "before this test\"/>\n";

@@ -1,6 +1,7 @@
 #include "app/testjob.h"
 
 #include "app/commandline.h"
+#include "app/directmodules.h"
 #include "app/hostsession.h"
 #include "app/interruptcatcher.h"
 #include "app/isolation/isolatedchild.h"
@@ -9,6 +10,7 @@
 #include "app/testreporter.h"
 #include "base/platform/files.h"
 #include "base/platform/paths.h"
+#include "conformity/testrandom.h"
 #include "conformity/testrunservice.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/fmodulemanager.h"
@@ -19,69 +21,6 @@
 
 namespace Quillmark
 {
-
-namespace
-{
-
-/** Module files and package folders given directly are scanned each by itself: a folder of
-    their own holds a link to each. Removed with the object. */
-class DirectModules
-{
-public:
-    ~DirectModules()
-    {
-        if (!folder.empty())
-        {
-            std::error_code ignored;
-            std::filesystem::remove_all(folder, ignored);
-        }
-    }
-
-    /** The folders to scan; false with `problem` set when an entry does not exist. */
-    bool sort(const std::vector<std::string>& entries, std::vector<std::string>& folders,
-              std::string& problem)
-    {
-        namespace fs = std::filesystem;
-        for (const std::string& entry : entries)
-        {
-            std::error_code error;
-            fs::path absolute = fs::absolute(entry, error);
-            if (error || !fs::exists(absolute, error))
-            {
-                problem = "no such module or folder: " + entry;
-                return false;
-            }
-            if (!FModuleManager::isModule(absolute.string()))
-            {
-                folders.push_back(entry);
-                continue;
-            }
-            if (folder.empty())
-            {
-                std::string pattern = platform::temporaryFolder() + "/qel-test-modules-XXXXXX";
-                if (!mkdtemp(pattern.data()))
-                {
-                    problem = "cannot make a temporary folder";
-                    return false;
-                }
-                folder = pattern;
-                folders.push_back(folder);
-            }
-            fs::create_symlink(absolute, fs::path(folder) / absolute.filename(), error);
-            if (error)
-            {
-                problem = "cannot link " + entry + ": " + error.message();
-                return false;
-            }
-        }
-        return true;
-    }
-
-private:
-    std::string folder;
-};
-
-} // namespace
 
 namespace
 {
@@ -104,9 +43,47 @@ int exitCodeOf(RunEnd end)
     return kExitOk;
 }
 
-/** The whole tree, or the selected nodes, in this process. */
+/** Rounds of a run: the closing line of each when there is more than one, and whether to go
+    on. */
+class Rounds
+{
+public:
+    Rounds(const CommandLine& commandLine, TestReporter& reporter, std::ostream& out)
+        : commandLine(commandLine), reporter(reporter), out(out)
+    {
+    }
+
+    int count() const { return commandLine.repeat; }
+    /** The suite of an outcome of `round`: rounds after the first are told apart. */
+    std::string suite(const std::string& suite, int round) const
+    {
+        return count() > 1 ? suite + " (round " + std::to_string(round) + ")" : suite;
+    }
+    void begin() { failedBefore = reporter.countFailed(), passedBefore = reporter.countPassed(); }
+    /** Reports the round that ended; false when no round should follow. */
+    bool end(int round)
+    {
+        const int failed = reporter.countFailed() - failedBefore;
+        if (count() > 1)
+        {
+            reporter.getProgress().clear();
+            out << "Round " << round << " of " << count() << ": "
+                << reporter.countPassed() - passedBefore << " passed, " << failed << " failed\n";
+        }
+        return !(commandLine.stopOnFailure && failed > 0) && !InterruptCatcher::interrupted();
+    }
+
+private:
+    const CommandLine& commandLine;
+    TestReporter& reporter;
+    std::ostream& out;
+    int failedBefore = 0;
+    int passedBefore = 0;
+};
+
+/** The whole tree, or the selected nodes, in this process, once per round. */
 int runInProcess(const CommandLine& commandLine, HostSession& session, TestReporter& reporter,
-                 std::ostream& err)
+                 std::ostream& out, std::ostream& err)
 {
     TestRunService service(*FTester::instance(), session.logPath(commandLine.logFile));
     TestRunService::Scope scope;
@@ -137,20 +114,86 @@ int runInProcess(const CommandLine& commandLine, HostSession& session, TestRepor
         }
         selection.push_back(node);
     }
-    reporter.getProgress().setTotal(int(service.plan(selection).size()));
+    Rounds rounds(commandLine, reporter, out);
+    reporter.getProgress().setTotal(int(service.plan(selection).size()) * rounds.count());
 
+    int round = 1;
     TestRunService::Listener listener;
     listener.started = [&](FTestNode& node)
     {
         if (node.countChildren() == 0)
             reporter.started(node.getPath().toUtf8(), TestOutcome::suiteOf(node));
     };
-    listener.finished = [&](const FTestNode& node) { reporter.finished(TestOutcome::of(node)); };
+    listener.finished = [&](const FTestNode& node)
+    {
+        TestOutcome outcome = service.outcomeOf(node);
+        outcome.suite = rounds.suite(outcome.suite, round);
+        reporter.finished(outcome);
+    };
     service.setListener(std::move(listener));
     InterruptCatcher catcher;
     service.setCancelPredicate([] { return InterruptCatcher::interrupted(); });
-    service.run(selection);
+    if (commandLine.seed)
+        Qel::testRandomState() = *commandLine.seed;
+    if (commandLine.randomState)
+        service.startFirstTestAt(*commandLine.randomState);
+    for (; round <= rounds.count(); ++round)
+    {
+        rounds.begin();
+        // One log for all rounds; each goes on with the random numbers where the last stopped.
+        service.run(selection, round == 1);
+        if (!rounds.end(round))
+            break;
+    }
     return finish(InterruptCatcher::interrupted() ? kExitInterrupted : kExitOk);
+}
+
+/** A word for the shell as it stands, or in single quotes. */
+std::string shellWord(const std::string& word)
+{
+    if (!word.empty() &&
+        word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+                               "_-./=:,+@%") == std::string::npos)
+        return word;
+    std::string quoted = "'";
+    for (char c : word)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+/** Before the closing line of a failed run: per failed test, the command that runs it alone,
+    starting the random numbers where they stood when it began. */
+void printRepeatCommands(const CommandLine& commandLine, const std::vector<TestOutcome>& outcomes,
+                         std::ostream& out)
+{
+    constexpr size_t kMostShown = 50;
+    std::vector<const TestOutcome*> failed;
+    for (const TestOutcome& outcome : outcomes)
+        if (outcome.ran && outcome.leaf && !outcome.passed())
+            failed.push_back(&outcome);
+    if (failed.empty())
+        return;
+    std::string common = shellWord(platform::executablePath()) + " --test";
+    for (const std::string& folder : commandLine.folders)
+        common += " " + shellWord(folder);
+    if (!commandLine.configFolder.empty())
+        common += " --config-dir " + shellWord(commandLine.configFolder);
+    if (commandLine.isolate)
+        common += " --isolate";
+    out << "To repeat a failed test alone:\n";
+    for (size_t index = 0; index < failed.size() && index < kMostShown; ++index)
+    {
+        const TestOutcome& outcome = *failed[index];
+        std::string path =
+            outcome.path.rfind("Root/", 0) == 0 ? outcome.path.substr(5) : outcome.path;
+        out << "  " << common << " --select " << shellWord(path);
+        if (outcome.randomState)
+            out << " --random-state " << *outcome.randomState;
+        out << "\n";
+    }
+    if (failed.size() > kMostShown)
+        out << "  ... and " << failed.size() - kMostShown
+            << " more; the JUnit report has the random state of each\n";
 }
 
 /** The console's side of an isolating run: verdicts and the progress line. */
@@ -174,7 +217,8 @@ private:
 };
 
 int runIsolated(const CommandLine& commandLine, HostSession& session,
-                const std::vector<std::string>& folders, TestReporter& reporter, std::ostream& err)
+                const std::vector<std::string>& folders, TestReporter& reporter, std::ostream& out,
+                std::ostream& err)
 {
     FAutotestLog log(session.logPath(commandLine.logFile));
     log.remove();
@@ -186,9 +230,41 @@ int runIsolated(const CommandLine& commandLine, HostSession& session,
     options.selections = commandLine.selections;
     options.timeoutSeconds = commandLine.timeoutSeconds;
     options.stopRequested = [] { return InterruptCatcher::interrupted(); };
-    ConsoleRunObserver observer(reporter, err);
+    options.randomState = commandLine.seed ? commandLine.seed : commandLine.randomState;
+
+    Rounds rounds(commandLine, reporter, out);
+    int round = 1;
+    class Observer : public ConsoleRunObserver
+    {
+    public:
+        Observer(TestReporter& reporter, std::ostream& err, const Rounds& rounds, int& round)
+            : ConsoleRunObserver(reporter, err), rounds(rounds), round(round)
+        {
+        }
+        void finished(const TestOutcome& outcome) override
+        {
+            TestOutcome inRound = outcome;
+            inRound.suite = rounds.suite(outcome.suite, round);
+            ConsoleRunObserver::finished(inRound);
+        }
+
+    private:
+        const Rounds& rounds;
+        int& round;
+    } observer(reporter, err, rounds, round);
     InterruptCatcher catcher;
-    return exitCodeOf(IsolatedRun(options, session.getRegistry(), observer).run(log));
+    RunEnd end = RunEnd::kDone;
+    for (; round <= rounds.count(); ++round)
+    {
+        rounds.begin();
+        IsolatedRun run(options, session.getRegistry(), observer);
+        end = run.run(log);
+        // The next round goes on with the random numbers where this one left them.
+        options.randomState = run.getRandomState();
+        if (end != RunEnd::kDone || !rounds.end(round))
+            break;
+    }
+    return exitCodeOf(end);
 }
 
 /** A test process of an isolating run: everything it prints goes to the parent. */
@@ -200,6 +276,7 @@ int runChildJob(const CommandLine& commandLine, std::ostream& err)
     request.logFile = commandLine.logFile;
     request.selections = commandLine.selections;
     request.stopRequested = [] { return InterruptCatcher::interrupted(); };
+    request.randomState = commandLine.randomState;
     IsolatedChild child(std::move(request));
     std::string problem;
     if (!child.prepare(problem))
@@ -237,12 +314,13 @@ int runTestJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
     const std::string timestamp = JUnitWriter::currentTimestamp();
     int code = kExitOk;
     if (commandLine.isolate)
-        code = runIsolated(commandLine, session, folders, reporter, err);
+        code = runIsolated(commandLine, session, folders, reporter, out, err);
     else
-        code = runInProcess(commandLine, session, reporter, err);
+        code = runInProcess(commandLine, session, reporter, out, err);
     if (code == kExitUsage && reporter.getOutcomes().empty())
         return code;
 
+    printRepeatCommands(commandLine, reporter.getOutcomes(), out);
     reporter.printSummary();
     if (!commandLine.junitFile.empty())
     {

@@ -5,6 +5,7 @@
 
 #include "base/fstring.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,9 @@ struct TestOutcome
     std::vector<std::string> errors;
     std::string note; // a short reason behind the verdict line, such as "setup failed"
     double seconds = 0.0;
+    /** Where the random sequence stood when the test began, for a test that drew from it:
+        a run that starts the test there draws the same numbers. */
+    std::optional<uint32> randomState;
 
     bool passed() const;
 

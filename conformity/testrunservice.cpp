@@ -3,6 +3,7 @@
 #include "conformity/fmoduletest.h"
 #include "conformity/ftreebuilder.h"
 #include "conformity/nodewatcher.h"
+#include "conformity/testrandom.h"
 #include "conformity/testtreenames.h"
 
 namespace Quillmark
@@ -102,17 +103,37 @@ std::vector<FTestNode*> TestRunService::plan(const std::vector<FTestNode*>& sele
     return tests;
 }
 
-void TestRunService::run(const std::vector<FTestNode*>& selection)
+void TestRunService::run(const std::vector<FTestNode*>& selection, bool freshLog)
 {
     FTestNode* root = getRoot();
     if (!root || running)
         return;
-    log.remove();
-    NodeWatcher watcher(listener.started, listener.groupEnded);
-    if (listener.started || listener.groupEnded)
-        for (FTestNode* node : selection.empty() ? std::vector<FTestNode*>{root} : selection)
-            if (node)
-                watcher.watch(*node);
+    if (freshLog)
+        log.remove();
+    randomUses.clear();
+    // A test's use of the random sequence is measured from its start to its end; the state
+    // asked for is set as the first test starts, after the groups above it are set up.
+    NodeWatcher watcher(
+        [this](FTestNode& node)
+        {
+            if (node.countChildren() == 0)
+            {
+                if (firstTestState)
+                    Qel::testRandomState() = *firstTestState;
+                firstTestState.reset();
+                randomUses[&node] = {Qel::testRandomState(), Qel::testRandomState()};
+            }
+            if (listener.started)
+                listener.started(node);
+        },
+        [this](FTestNode& node)
+        {
+            if (listener.groupEnded)
+                listener.groupEnded(node);
+        });
+    for (FTestNode* node : selection.empty() ? std::vector<FTestNode*>{root} : selection)
+        if (node)
+            watcher.watch(*node);
     running = true;
     if (selection.empty())
         tester.runAll();
@@ -142,9 +163,27 @@ void TestRunService::testerChanged(FTester& changedTester)
             listener.finished(*node);
         return;
     }
+    if (auto use = randomUses.find(node); use != randomUses.end())
+        use->second.end = Qel::testRandomState();
     log.write(*node);
     if (listener.finished)
         listener.finished(*node);
+}
+
+std::optional<TestRunService::RandomUse> TestRunService::randomUseOf(const FTestNode& node) const
+{
+    auto use = randomUses.find(&node);
+    if (use == randomUses.end())
+        return std::nullopt;
+    return use->second;
+}
+
+TestOutcome TestRunService::outcomeOf(const FTestNode& node) const
+{
+    TestOutcome outcome = TestOutcome::of(node);
+    if (std::optional<RandomUse> use = randomUseOf(node); use && use->drew())
+        outcome.randomState = use->start;
+    return outcome;
 }
 
 } // namespace Quillmark

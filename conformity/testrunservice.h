@@ -5,9 +5,12 @@
 #pragma once
 
 #include "conformity/fautotestlog.h"
+#include "conformity/testoutcome.h"
 #include "hosting/ftester.h"
 
 #include <functional>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -73,10 +76,26 @@ public:
         cancelPredicate = std::move(predicate);
     }
 
-    /** Empties the log, then runs the whole tree (an empty selection) or each selected node
-        with the setup and teardown of every node above it. */
-    void run(const std::vector<FTestNode*>& selection);
+    /** Empties the log (unless `freshLog` is false, which appends to it), then runs the whole
+        tree (an empty selection) or each selected node with the setup and teardown of every
+        node above it. */
+    void run(const std::vector<FTestNode*>& selection, bool freshLog = true);
     bool isRunning() const { return running; }
+
+    /** The random sequence's state as the first test of the next run begins: a test of an
+        earlier run repeats with the numbers it drew there. Used once. */
+    void startFirstTestAt(uint32 randomState) { firstTestState = randomState; }
+    /** How a test of the last run used the random sequence: its state at the test's start
+        and end (equal for a test that drew nothing). */
+    struct RandomUse
+    {
+        uint32 start = 0;
+        uint32 end = 0;
+        bool drew() const { return start != end; }
+    };
+    std::optional<RandomUse> randomUseOf(const FTestNode& node) const;
+    /** TestOutcome::of(node), with where the random sequence stood for a test that drew. */
+    TestOutcome outcomeOf(const FTestNode& node) const;
 
     // ITesterObserver
     bool cancelled() override;
@@ -87,6 +106,8 @@ private:
     FAutotestLog log;
     Listener listener;
     std::function<bool()> cancelPredicate;
+    std::map<const FTestNode*, RandomUse> randomUses;
+    std::optional<uint32> firstTestState;
     bool opened = false;
     bool running = false;
 };

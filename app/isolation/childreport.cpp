@@ -147,6 +147,11 @@ void ChildReport::receive(const ReportRecord& record, double now)
         outcome.summary = std::atoi(fields[3].c_str());
         outcome.leaf = fields[4] == "1";
         outcome.seconds = std::atof(fields[5].c_str()) / 1000.0;
+        const auto start = uint32(std::strtoul(fields[6].c_str(), nullptr, 10));
+        const auto end = uint32(std::strtoul(fields[7].c_str(), nullptr, 10));
+        if (start != end)
+            outcome.randomState = start;
+        randomState = end;
         outcome.messages = std::move(pendingMessages);
         outcome.errors = std::move(pendingErrors);
         pendingMessages.clear();
@@ -171,6 +176,7 @@ void ChildReport::receive(const ReportRecord& record, double now)
         break;
     case ReportRecord::kDone:
         done = true;
+        randomState = uint32(std::strtoul(fields[0].c_str(), nullptr, 10));
         break;
     }
 }

@@ -52,6 +52,9 @@ public:
     Ending end(const ProcessEnd& processEnd, double now, bool blame = true);
 
     bool isDone() const { return done; }
+    /** Where the random sequence stood after the last test the process reported (or at its
+        end), if it told. */
+    std::optional<uint32> getRandomState() const { return randomState; }
     size_t countPlanned() const { return plan.size(); }
     /** Whether one of the planned tests has begun: the process got past the groups' setup. */
     bool hasStartedTest() const { return testStarted; }
@@ -76,6 +79,7 @@ private:
 
     std::string unitPath;
     Listener listener;
+    std::optional<uint32> randomState;
     std::vector<Planned> plan;
     std::vector<std::pair<std::string, double>> open; // begun and not ended, outermost first
     std::vector<std::string> pendingMessages;

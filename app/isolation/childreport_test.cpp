@@ -12,7 +12,8 @@ using namespace Quillmark;
 TEST(ReportRecord, EveryTextSurvivesTheLineAndBrokenLinesAreRefused)
 {
     const std::string awkward = "tab\there, line\nbreak, CR\r, back\\slash\\n, trailing\\";
-    ReportRecord record{ReportRecord::kResult, {"Root/a/b", awkward, "1", "1", "1", "12"}};
+    ReportRecord record{ReportRecord::kResult,
+                        {"Root/a/b", awkward, "1", "1", "1", "12", "1", "4294967295"}};
     std::string line = record.encode();
     ASSERT_EQ(line.back(), '\n');
     EXPECT_EQ(line.find('\n'), line.size() - 1);
@@ -21,9 +22,9 @@ TEST(ReportRecord, EveryTextSurvivesTheLineAndBrokenLinesAreRefused)
     EXPECT_EQ(decoded->kind, ReportRecord::kResult);
     EXPECT_EQ(decoded->fields, record.fields);
 
-    auto done = ReportRecord::decode("D");
+    auto done = ReportRecord::decode("D\t7");
     ASSERT_TRUE(done);
-    EXPECT_TRUE(done->fields.empty());
+    EXPECT_EQ(done->fields, std::vector<std::string>{"7"});
     auto empty = ReportRecord::decode("B\t");
     ASSERT_TRUE(empty);
     EXPECT_EQ(empty->fields, std::vector<std::string>{""});
@@ -32,7 +33,7 @@ TEST(ReportRecord, EveryTextSurvivesTheLineAndBrokenLinesAreRefused)
     EXPECT_FALSE(ReportRecord::decode("X\tpath"));           // no such kind
     EXPECT_FALSE(ReportRecord::decode("Bpath"));             // no tab after the kind
     EXPECT_FALSE(ReportRecord::decode("P\tonly the path"));  // a field missing
-    EXPECT_FALSE(ReportRecord::decode("D\tsurplus"));        // a field too many
+    EXPECT_FALSE(ReportRecord::decode("D\t1\tsurplus"));     // a field too many
     EXPECT_FALSE(ReportRecord::decode("AddressSanitizer:")); // output that is no record
 }
 
@@ -72,7 +73,7 @@ protected:
     {
         send(ReportRecord::kBegin, {path});
         send(ReportRecord::kMessage, {"fine"});
-        send(ReportRecord::kResult, {path, kProvider, "1", "1", "1", "250"});
+        send(ReportRecord::kResult, {path, kProvider, "1", "1", "1", "250", "9", "9"});
     }
     static std::vector<std::string> paths(const std::vector<TestOutcome>& outcomes)
     {
@@ -106,9 +107,10 @@ TEST_F(Blame, AFinishedRunBlamesNothing)
     pass(kSecond);
     send(ReportRecord::kBegin, {kThird});
     send(ReportRecord::kError, {"wrong"});
-    send(ReportRecord::kResult, {kThird, kProvider, "2", "2", "1", "5"});
+    send(ReportRecord::kResult, {kThird, kProvider, "2", "2", "1", "5", "9", "12"});
     send(ReportRecord::kGroupEnd, {kProvider});
-    send(ReportRecord::kDone);
+    EXPECT_EQ(report.getRandomState(), 12u);
+    send(ReportRecord::kDone, {"12"});
     EXPECT_TRUE(report.isDone());
     EXPECT_EQ(planned, (std::vector<std::string>{kFirst, kSecond, kThird}));
     EXPECT_EQ(started, planned);
@@ -116,7 +118,9 @@ TEST_F(Blame, AFinishedRunBlamesNothing)
     EXPECT_TRUE(finished[0].passed());
     EXPECT_EQ(finished[0].messages, std::vector<std::string>{"fine"});
     EXPECT_DOUBLE_EQ(finished[0].seconds, 0.25);
+    EXPECT_FALSE(finished[0].randomState) << "a test that drew nothing has no random state";
     EXPECT_FALSE(finished[2].passed());
+    EXPECT_EQ(finished[2].randomState, 9u) << "where the sequence stood as the test began";
     EXPECT_EQ(finished[2].errors, std::vector<std::string>{"wrong"});
     EXPECT_TRUE(finished[2].messages.empty()) << "messages belong to the test they came with";
 

@@ -2,6 +2,7 @@
 
 #include "app/isolation/reportrecord.h"
 #include "conformity/testoutcome.h"
+#include "conformity/testrandom.h"
 #include "conformity/testrunservice.h"
 #include "conformity/testtreenames.h"
 
@@ -290,6 +291,8 @@ RunEnd IsolatedChild::run(FComponentRegistry& registry, std::ostream& err)
     listener.finished = [&](const FTestNode& node)
     {
         TestOutcome outcome = TestOutcome::of(node);
+        std::optional<TestRunService::RandomUse> use = service.randomUseOf(node);
+        const uint32 now = Qel::testRandomState();
         for (const std::string& message : outcome.messages)
             reporter.send(ReportRecord::kMessage, {message});
         for (const std::string& error : outcome.errors)
@@ -298,14 +301,21 @@ RunEnd IsolatedChild::run(FComponentRegistry& registry, std::ostream& err)
         reporter.send(ReportRecord::kResult,
                       {outcome.path, outcome.suite, std::to_string(outcome.status),
                        std::to_string(outcome.summary), outcome.leaf ? "1" : "0",
-                       std::to_string(int64(milliseconds))});
+                       std::to_string(int64(milliseconds)), std::to_string(use ? use->start : now),
+                       std::to_string(use ? use->end : now)});
     };
     service.setListener(std::move(listener));
     service.setCancelPredicate(request.stopRequested);
+    if (request.randomState)
+    {
+        // Set now as well, for a part that has no test left to start.
+        Qel::testRandomState() = *request.randomState;
+        service.startFirstTestAt(*request.randomState);
+    }
     // An empty selection here means that everything lay before the resumption point.
     if (!selection.empty())
         service.run(selection);
-    reporter.send(ReportRecord::kDone);
+    reporter.send(ReportRecord::kDone, {std::to_string(Qel::testRandomState())});
     const bool stopped = request.stopRequested && request.stopRequested();
     return finish(stopped ? RunEnd::kInterrupted : RunEnd::kDone);
 }

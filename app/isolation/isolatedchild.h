@@ -6,6 +6,8 @@
 
 #include "app/isolation/isolationoptions.h"
 
+#include "qel3/qeltypes.h"
+
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -54,6 +56,8 @@ struct ChildRequest
     std::string logFile;
     std::vector<std::string> selections; // below the unit's class group
     std::function<bool()> stopRequested;
+    /** Where the random sequence stands as the first test begins; as it stands when not set. */
+    std::optional<uint32> randomState;
 };
 
 /** The test process's side: it reports over the pipe and notes a fatal end there. */

@@ -4,6 +4,7 @@
 #include "base/platform/clock.h"
 #include "base/platform/paths.h"
 #include "conformity/fautotestlog.h"
+#include "conformity/testrandom.h"
 #include "conformity/testrunservice.h"
 #include "conformity/testtreenames.h"
 #include "hosting/fcomponentregistry.h"
@@ -63,7 +64,8 @@ struct IsolatedRun::Unit
 
 IsolatedRun::IsolatedRun(const IsolationOptions& options, FComponentRegistry& registry,
                          IIsolatedRunObserver& observer)
-    : options(options), registry(registry), observer(observer)
+    : options(options), registry(registry), observer(observer),
+      randomState(options.randomState.value_or(Qel::kTestRandomStart))
 {
 }
 
@@ -287,13 +289,13 @@ bool IsolatedRun::runUnit(const Unit& unit, const std::string& childLog, FAutote
             ending.notRun = handedOver; // it died before telling its plan
         if (stuckInSetup && !interrupted)
             observer.diagnostic("Qel3PluginTestHost: the next test process of " + unitName +
-                         " ended before its first test: " + report.reasonOfEnd(end) + "\n");
+                                " ended before its first test: " + report.reasonOfEnd(end) + "\n");
         if (ending.blamed)
         {
             observer.finished(*ending.blamed);
             writeLog(log, *ending.blamed);
             observer.diagnostic("Qel3PluginTestHost: the test process of " + unitName +
-                                         " ended early: " + ending.blamed->errors.back() + "\n");
+                                " ended early: " + ending.blamed->errors.back() + "\n");
         }
         // Each hang costs the whole time limit: when a new process hangs in its first test
         // right after a hang, the class is taken to hang in the tests after it as well.
@@ -302,7 +304,7 @@ bool IsolatedRun::runUnit(const Unit& unit, const std::string& childLog, FAutote
         lastHung = hung;
         if (hungAgain && !stuckInSetup && !ending.notRun.empty())
             observer.diagnostic("Qel3PluginTestHost: the test processes of " + unitName +
-                                         " hung twice in a row\n");
+                                " hung twice in a row\n");
         if (!ending.notRun.empty() && ending.blamed && !ending.lastSettled.empty() &&
             restartsLeft > 0 && !hungAgain)
         {
@@ -310,15 +312,15 @@ bool IsolatedRun::runUnit(const Unit& unit, const std::string& childLog, FAutote
             part.resumeAfter = ending.lastSettled;
             handedOver = std::move(ending.notRun);
             observer.diagnostic("Qel3PluginTestHost: a new test process runs the " +
-                                         std::to_string(handedOver.size()) + " tests of " +
-                                         unitName + " after " + ending.lastSettled + "\n");
+                                std::to_string(handedOver.size()) + " tests of " + unitName +
+                                " after " + ending.lastSettled + "\n");
             continue;
         }
         for (const TestOutcome& outcome : ending.notRun)
             observer.finished(outcome);
         if (!ending.notRun.empty())
             observer.diagnostic("Qel3PluginTestHost: " + std::to_string(ending.notRun.size()) +
-                                         " tests of " + unitName + " did not run\n");
+                                " tests of " + unitName + " did not run\n");
         else if (report.isDone() && !(end.kind == ProcessEnd::kExited &&
                                       (end.code == kChildDone || end.code == kChildInterrupted)))
         {
@@ -326,7 +328,7 @@ bool IsolatedRun::runUnit(const Unit& unit, const std::string& childLog, FAutote
                                   ? "signal " + std::to_string(end.signal)
                                   : "exit status " + std::to_string(end.code);
             observer.diagnostic("Qel3PluginTestHost: the test process of " + unitName +
-                                         " ended with " + how + " after its tests\n");
+                                " ended with " + how + " after its tests\n");
         }
         return true;
     }
@@ -340,9 +342,9 @@ ProcessEnd IsolatedRun::runProcess(const IsolationUnit& part,
     arguments.insert(arguments.end(), options.folders.begin(), options.folders.end());
     if (!options.dataFolder.empty())
         arguments.insert(arguments.end(), {"--config-dir", options.dataFolder});
-    arguments.insert(arguments.end(),
-                     {"--isolated-child", part.toString(), "--report-fd",
-                      std::to_string(ChildProcess::kReportFd), "--log", childLog});
+    arguments.insert(arguments.end(), {"--isolated-child", part.toString(), "--report-fd",
+                                       std::to_string(ChildProcess::kReportFd), "--log", childLog,
+                                       "--random-state", std::to_string(randomState)});
     for (const std::string& selection : selections)
         arguments.insert(arguments.end(), {"--select", selection});
 
@@ -360,7 +362,12 @@ ProcessEnd IsolatedRun::runProcess(const IsolationUnit& part,
     // A stop reaches the test process too (Ctrl-C goes to the whole process group), which
     // stops after its current test; one that is stuck in a test is killed soon after.
     handlers.stopRequested = [this] { return options.stopping(); };
-    return child.supervise(options.timeoutSeconds, handlers);
+    ProcessEnd end = child.supervise(options.timeoutSeconds, handlers);
+    // A process that died in a test hands on the state at that test's start: the next one
+    // goes on as if the test had drawn nothing.
+    if (std::optional<uint32> state = report.getRandomState())
+        randomState = *state;
+    return end;
 }
 
 } // namespace Quillmark

@@ -30,6 +30,8 @@ public:
     /** Runs every unit and writes `log`. A usage error (no class, a path that names no node)
         is told to the observer as a diagnostic. */
     RunEnd run(FAutotestLog& log);
+    /** Where the random sequence stood when the last test process ended. */
+    uint32 getRandomState() const { return randomState; }
 
 private:
     struct Unit;
@@ -47,6 +49,7 @@ private:
     const IsolationOptions& options;
     FComponentRegistry& registry;
     IIsolatedRunObserver& observer;
+    uint32 randomState;
 };
 
 } // namespace Quillmark

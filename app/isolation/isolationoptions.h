@@ -6,6 +6,7 @@
 #include "conformity/testoutcome.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,10 @@ struct IsolationOptions
     std::string classFilter;             // only the class of this name or identifier
     std::vector<std::string> selections; // paths of the nodes to run; empty for the whole tree
     double timeoutSeconds = 150.0;       // how long a test may go without progress
+    /** Where the random sequence stands as the first test begins; where it always starts
+        when not set. Each test process goes on where the one before it left off, so every
+        test draws what it would draw in one process. */
+    std::optional<uint32> randomState;
     /** Polled while the run goes on; true stops it after the current test. */
     std::function<bool()> stopRequested;
 

@@ -19,9 +19,9 @@ size_t fieldCount(ReportRecord::Kind kind)
     case ReportRecord::kFatal:
         return 1;
     case ReportRecord::kResult:
-        return 6;
+        return 8;
     case ReportRecord::kDone:
-        return 0;
+        return 1;
     }
     return 0;
 }

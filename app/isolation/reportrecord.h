@@ -18,10 +18,11 @@ struct ReportRecord
         kBegin = 'B',    // path: a node (test or group) starts
         kMessage = 'M',  // text: a message of the test that ends next
         kError = 'E',    // text: an error of the test that ends next
-        kResult = 'R',   // path, suite, status, summary, leaf (0/1), milliseconds
+        kResult = 'R',   // path, suite, status, summary, leaf (0/1), milliseconds, and the
+                         // random sequence's state at the test's start and end
         kGroupEnd = 'G', // path: a group has finished
         kFatal = 'F',    // text: what is ending the process
-        kDone = 'D',     // the run is over and the process ends by itself
+        kDone = 'D',     // random state: the run is over and the process ends by itself
     };
 
     Kind kind = kDone;
