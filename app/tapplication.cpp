@@ -173,7 +173,7 @@ void TApplication::run()
     open();
     FMainLoop* loop = FMainLoop::instance();
     loop->setCommandHandler(&commands);
-    loop->run([this] { return platformQuit; });
+    ui.runMainLoop([this] { return platformQuit; });
     loop->setCommandHandler(nullptr);
 }
 
@@ -290,8 +290,9 @@ void TApplication::open()
     if (quitRequested || platformQuit)
         return;
     openInProgress = true;
-    // The audio engine, the player and the main window join here once they exist.
+    // The audio engine and the player join here once they exist.
     ui.closeSplash();
+    ui.openMainWindow();
     openInProgress = false;
 }
 

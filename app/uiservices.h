@@ -3,6 +3,7 @@
 // implementation; the console one serves command-line runs, a windowed one serves the desktop.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,12 @@ public:
 
     /** Modifier keys held now: bit value 1 Ctrl, 2 Shift, 4 Alt. */
     virtual int getModifierKeys() const = 0;
+
+    /** Opens the main window once the application is open; nothing without windows. */
+    virtual void openMainWindow() {}
+    /** Serves the host's main loop until `done` answers true: the loop itself without
+        windows, the toolkit's event loop driving it with them. */
+    virtual void runMainLoop(const std::function<bool()>& done);
 };
 
 } // namespace Quillmark

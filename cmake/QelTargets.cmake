@@ -1,13 +1,18 @@
 # Helpers shared by the subsystem folders.
 
-# qel_add_tests(NAME SOURCES... LIBS...): one GoogleTest executable registered with CTest.
+# qel_add_tests(NAME SOURCES... LIBS... [EMULATOR COMMAND...]): one GoogleTest executable
+# registered with CTest; with EMULATOR every test runs through that command (xvfb-run for
+# widget tests).
 function(qel_add_tests name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;EMULATOR" ${ARGN})
   if(NOT QEL_BUILD_TESTS OR NOT ARG_SOURCES)
     return()
   endif()
   add_executable(${name} ${ARG_SOURCES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  if(ARG_EMULATOR)
+    set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "${ARG_EMULATOR}")
+  endif()
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} qel_plugin_ids GTest::gtest
                                         GTest::gtest_main Threads::Threads)
   target_compile_definitions(

@@ -6,12 +6,14 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libexpat1-dev zlib1g-dev libboost-dev
   libjack-jackd2-dev libasound2-dev
+  # The windows: Qt 6 widgets and the loader of Designer files (which needs the OpenGL widgets).
+  qt6-base-dev qt6-tools-dev libqt6opengl6-dev libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3 libxml2-utils
   # Independent tools that make and check test files, and the references of the benchmarks.
   sox sndfile-programs libsndfile1-dev libsamplerate0-dev python3-mido midicsv
-  # A real JACK server for the tests of the driver layer.
-  jackd2
+  # A real JACK server for the tests of the driver layer, a real X server for widget tests.
+  jackd2 xvfb xauth
 )
 
 missing=()

@@ -1,0 +1,13 @@
+#include "app/uiservices.h"
+
+#include "base/fmainloop.h"
+
+namespace Quillmark
+{
+
+void IUIServices::runMainLoop(const std::function<bool()>& done)
+{
+    FMainLoop::instance()->run(done);
+}
+
+} // namespace Quillmark

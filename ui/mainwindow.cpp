@@ -1,0 +1,152 @@
+#include "ui/mainwindow.h"
+
+#include "app/tapplication.h"
+#include "base/fmainloop.h"
+#include "conformity/testtreenames.h"
+#include "hosting/fcomponentregistry.h"
+#include "ui/unittestingwindow.h"
+
+#include <QAbstractButton>
+#include <QCloseEvent>
+#include <QHeaderView>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QTreeWidget>
+
+namespace Quillmark
+{
+
+namespace
+{
+
+QString qtText(const String& text)
+{
+    return QString::fromStdString(text.toUtf8());
+}
+
+} // namespace
+
+MainWindow::MainWindow(TApplication& application, TestWindowOpener openTestWindow)
+    : application(application), openTestWindow(std::move(openTestWindow))
+{
+    setWindowTitle(QString::fromStdString(application.getApplicationName()));
+    resize(960, 540);
+}
+
+MainWindow* MainWindow::create(TApplication& application, const SkinLoader& skins,
+                               TestWindowOpener openTestWindow, QString* error)
+{
+    auto* window = new MainWindow(application, std::move(openTestWindow));
+    if (!window->build(skins, error))
+    {
+        delete window;
+        return nullptr;
+    }
+    return window;
+}
+
+bool MainWindow::build(const SkinLoader& skins, QString* error)
+{
+    QWidget* form = skins.load("QELPlayerView", this, error);
+    if (!form)
+        return false;
+    setCentralWidget(form);
+    classList = form->findChild<QTreeWidget*>("classList");
+    fillClassList();
+    if (auto* button = form->findChild<QAbstractButton*>("testClass"))
+        connect(button, &QAbstractButton::clicked, this,
+                [this]
+                {
+                    QTreeWidgetItem* item = classList ? classList->currentItem() : nullptr;
+                    testClass(item ? item->text(0) : QString());
+                });
+    if (auto* button = form->findChild<QAbstractButton*>("openTests"))
+        connect(button, &QAbstractButton::clicked, this, [this] { openTestWindow(); });
+    if (classList)
+        connect(classList, &QTreeWidget::itemDoubleClicked, this,
+                [this](QTreeWidgetItem* item) { testClass(item->text(0)); });
+    return true;
+}
+
+void MainWindow::fillClassList()
+{
+    if (!classList)
+        return;
+    classList->clear();
+    classList->setHeaderLabels({"Class", "Vendor", "Version", "Sub-categories", "Module"});
+    std::vector<FComponentDescription*> classes;
+    application.getRegistry().collectCategory(kAudioModuleClass, classes);
+    for (FComponentDescription* description : classes)
+    {
+        auto* item = new QTreeWidgetItem(classList);
+        item->setText(0, qtText(description->getName()));
+        item->setText(1, qtText(description->getVendor()));
+        item->setText(2, qtText(description->getVersion()));
+        item->setText(3, qtText(description->subCategories));
+        if (auto* plugin = FCast<FPluginComponent>(description))
+            item->setText(4, QString::fromStdString(plugin->getModulePath()));
+        item->setToolTip(0, QString::fromStdString(description->getCid().toString()));
+    }
+    for (int column = 0; column < 4; ++column)
+        classList->resizeColumnToContents(column);
+    if (classList->topLevelItemCount() > 0)
+        classList->setCurrentItem(classList->topLevelItem(0));
+}
+
+void MainWindow::setMenus(const std::vector<Menu>& menus)
+{
+    menuBar()->clear();
+    std::function<void(QMenu*, const std::vector<MenuItem>&)> fill =
+        [&](QMenu* menu, const std::vector<MenuItem>& items)
+    {
+        for (const MenuItem& item : items)
+        {
+            if (item.separator)
+            {
+                menu->addSeparator();
+                continue;
+            }
+            if (!item.children.empty())
+            {
+                fill(menu->addMenu(QString::fromStdString(item.title)), item.children);
+                continue;
+            }
+            QAction* action = menu->addAction(QString::fromStdString(item.title));
+            if (!item.category.empty())
+            {
+                const std::string category = item.category, name = item.name;
+                connect(action, &QAction::triggered, this,
+                        [category, name]
+                        { FMainLoop::instance()->queueCommand(category.c_str(), name.c_str()); });
+            }
+            else if (item.tag == 16)
+                connect(action, &QAction::triggered, this,
+                        [this]
+                        {
+                            QMessageBox::about(this, windowTitle(),
+                                               windowTitle() +
+                                                   "\nA host for testing Qel 3 plug-ins.");
+                        });
+        }
+    };
+    for (const Menu& menu : menus)
+        fill(menuBar()->addMenu(QString::fromStdString(menu.title)), menu.items);
+}
+
+void MainWindow::testClass(const QString& name)
+{
+    auto* window = qobject_cast<UnitTestingWindow*>(openTestWindow());
+    if (window && !name.isEmpty())
+        window->selectPath(std::string(TestTree::kGlobalInstance) + "/" + name.toStdString());
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    // The application asks, when it is set to; the loop ends once it agrees.
+    if (application.requestQuit())
+        event->accept();
+    else
+        event->ignore();
+}
+
+} // namespace Quillmark

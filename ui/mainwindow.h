@@ -1,0 +1,50 @@
+// The main window: the menus of the application's command table and the form "QELPlayerView".
+// Until the player joins, the form shows the plug-in classes found, with their facts, and opens
+// the test window on one of them. Owned by the desktop's UI services.
+#pragma once
+
+#include "app/uiservices.h"
+#include "ui/skinloader.h"
+
+#include <QMainWindow>
+
+#include <functional>
+
+class QTreeWidget;
+
+namespace Quillmark
+{
+
+class TApplication;
+
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    /** Opens the test window, or brings it forward; null when it cannot. */
+    using TestWindowOpener = std::function<QWidget*()>;
+
+    /** Null, with `error` set, when the skin cannot be loaded. */
+    static MainWindow* create(TApplication& application, const SkinLoader& skins,
+                              TestWindowOpener openTestWindow, QString* error = nullptr);
+
+    /** Builds the menu bar: each item runs its command through the main loop. */
+    void setMenus(const std::vector<Menu>& menus);
+    QTreeWidget* getClassList() const { return classList; }
+    /** Opens the test window with the class of that name selected. */
+    void testClass(const QString& name);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    MainWindow(TApplication& application, TestWindowOpener openTestWindow);
+    bool build(const SkinLoader& skins, QString* error);
+    void fillClassList();
+
+    TApplication& application;
+    TestWindowOpener openTestWindow;
+    QTreeWidget* classList = nullptr;
+};
+
+} // namespace Quillmark

@@ -1,0 +1,59 @@
+// The application's user interface services on the desktop: the splash with its boot text,
+// message boxes and questions, the modifier keys, the main window, and Qt's event loop driving
+// the host's main loop. Owned by the desktop entry for the program's life.
+#pragma once
+
+#include "app/uiservices.h"
+#include "ui/mainwindow.h"
+#include "ui/skinloader.h"
+
+#include <QPointer>
+
+#include <memory>
+
+class QSplashScreen;
+class QWidget;
+
+namespace Quillmark
+{
+
+class TApplication;
+
+class QtUIServices : public IUIServices
+{
+public:
+    explicit QtUIServices(SkinLoader skins);
+    ~QtUIServices() override;
+
+    /** The application the windows show (borrowed), set before it runs. */
+    void setApplication(TApplication* newApplication) { application = newApplication; }
+    const SkinLoader& getSkins() const { return skins; }
+    MainWindow* getMainWindow() const { return mainWindow; }
+
+    /** Deletes every window, before the application they show goes. */
+    void closeWindows();
+    /** Opens the test window over the application's classes, or brings it forward. */
+    QWidget* openTestWindow();
+
+    void showSplash() override;
+    void closeSplash() override;
+    bool isSplashOpen() const override;
+    bool hasPendingInput() const override;
+    void setBootText(const std::string& text) override;
+    void setMenuBar(const std::vector<Menu>& menus) override;
+    void showMessage(const std::string& text) override;
+    int ask(const Question& question) override;
+    int getModifierKeys() const override;
+    void openMainWindow() override;
+    void runMainLoop(const std::function<bool()>& done) override;
+
+private:
+    SkinLoader skins;
+    TApplication* application = nullptr;
+    std::unique_ptr<QSplashScreen> splash;
+    std::vector<Menu> menus;
+    QPointer<MainWindow> mainWindow;
+    QPointer<QWidget> testWindow;
+};
+
+} // namespace Quillmark
