@@ -320,7 +320,8 @@ TEST_F(Graph, OperatorsComeAndGoWhileAnotherThreadRenders)
             while (!stop)
                 (render() ? rendered : skipped)++;
         });
-    for (int round = 0; round < 200; ++round)
+    // Rounds go on until the audio thread has rendered between them for a while.
+    for (int round = 0; round < 200 || rendered < 1000; ++round)
     {
         auto* source = new SourceOperator(1, float(round));
         root->addOperator(source);

@@ -50,6 +50,10 @@ QelAudioOperator::QelAudioOperator() = default;
 
 QelAudioOperator::~QelAudioOperator()
 {
+    // An operator can go with its list while still switched on; the plug-in is stopped and
+    // deactivated first, in its order, before its busses are switched off.
+    setProcessing(false);
+    setActive(false);
     name.clear();
     terminate();
     if (processor)
