@@ -8,6 +8,7 @@
 #include "common/exampleids.h"
 #include "hosting/qeleditcontroller.h"
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -292,6 +293,52 @@ TEST_F(SlotOperator, ProcessingStopsOnTheAudioThreadWhenSwitchedOff)
             stoppedThere = call.thread == audioThread.load();
     EXPECT_TRUE(stoppedThere);
     EXPECT_EQ(arguments(probe(), Call::kSetActive), std::vector<int32>{0});
+}
+
+TEST_F(SlotOperator, BusSwitchedOffWhileRenderingFallsSilentAtOnce)
+{
+    QelSlotOperator* synth = addSlot(kSynthCid, "Synth");
+    probe().setLevel(0.5f);
+    auto* sink = new testing::SinkOperator(1);
+    root->addOperator(sink);
+    ASSERT_EQ(synth->setOutputBusActive(1, true), kResultOk);
+    start();
+    synth->getOutputPin(1)->connect(sink->getInputPin(0)); // "Synth-Aux-L"
+    root->prepareBuffers(kBlock);
+    render();
+    ASSERT_FLOAT_EQ(sink->received[0][0], 0.5f);
+
+    std::atomic<bool> stop{false};
+    std::atomic<int64> blocks{0};
+    std::thread audio(
+        [&]
+        {
+            while (!stop)
+                if (render())
+                    ++blocks;
+        });
+    while (blocks < 20)
+        std::this_thread::yield();
+    const double started = platform::seconds();
+    EXPECT_EQ(synth->setOutputBusActive(1, false), kResultOk);
+    const double waited = platform::seconds() - started;
+    const int64 mark = blocks;
+    while (blocks < mark + 5)
+        std::this_thread::yield();
+    stop = true;
+    audio.join();
+    EXPECT_LT(waited, 1.0);
+    EXPECT_FALSE(synth->isOutputBusActive(1));
+    for (float sample : sink->received[0])
+        ASSERT_EQ(sample, 0.0f);
+    // The component was switched off around the change, as busses may not change while active.
+    const std::vector<std::string> calls = configurationCalls(probe());
+    const auto last = std::find(calls.rbegin(), calls.rend(), "activateBus:-102");
+    ASSERT_NE(last, calls.rend());
+    const auto off = std::prev(last.base());
+    ASSERT_GE(off - calls.begin(), 1);
+    EXPECT_EQ(*(off - 1), "setActive:0");
+    EXPECT_EQ(*(off + 1), "setActive:1");
 }
 
 TEST_F(SlotOperator, RemovedWhileAnotherThreadRendersAndNeverCalledAgain)
