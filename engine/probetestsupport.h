@@ -48,7 +48,8 @@ protected:
         wrappers.push_back(wrapper);
         Qel::Probe::IProbe* probe = nullptr;
         wrapper->getComponent()->queryInterface(Qel::Probe::IProbe::iid.bytes, (void**)&probe);
-        probes.push_back(probe);
+        if (probe) // another plug-in than the probe has no records
+            probes.push_back(probe);
         return wrapper->getComponent();
     }
 

@@ -30,7 +30,6 @@ template <class Call> auto guarded(Call call, decltype(call()) failure) -> declt
 
 QelSlotOperator::QelSlotOperator()
 {
-    std::fill(std::begin(programParams), std::end(programParams), -1);
     processData.inputParameterChanges = &processChanges;
     processData.outputParameterChanges = &outputChanges;
     processData.inputEvents = &inputEvents;
@@ -41,6 +40,13 @@ QelSlotOperator::QelSlotOperator()
 QelSlotOperator::~QelSlotOperator()
 {
     setParamListener(nullptr);
+    for (QelEventInput* input : eventInputs)
+        input->release();
+}
+
+QelEventInput* QelSlotOperator::getEventInput(int32 index) const
+{
+    return index >= 0 && index < int32(eventInputs.size()) ? eventInputs[size_t(index)] : nullptr;
 }
 
 tresult QelSlotOperator::queryInterface(const TUID iid, void** obj)
@@ -109,8 +115,14 @@ void QelSlotOperator::setupController(IEditController* controller)
                 ++mapped;
             }
         }
-        mapping->release();
     }
+    for (QelEventInput* input : eventInputs)
+    {
+        input->updateMidiMapping(mapping);
+        input->updateProgramParams(controller);
+    }
+    if (mapping)
+        mapping->release();
     midiChanges.setMaxParameters(mapped + 1);
 }
 
@@ -158,9 +170,22 @@ bool QelSlotOperator::initialize()
         }
     }
     auxInput = auxBusIndex > 0;
-    const int32 eventInputs = guarded([&] { return component->getBusCount(kEvent, kInput); }, 0);
-    eventInput = eventInputs > 0;
-    for (int32 i = 0; i < eventInputs; ++i)
+    const int32 eventBusses = guarded([&] { return component->getBusCount(kEvent, kInput); }, 0);
+    if (eventInputs.empty())
+    {
+        // Only its presence counts: such a plug-in takes controllers as legacy events.
+        FUnknown* legacy = nullptr;
+        guarded(
+            [&]
+            { return component->queryInterface(IMidiControllerInput::iid.bytes, (void**)&legacy); },
+            kNoInterface);
+        for (int32 i = 0; i < eventBusses; ++i)
+            eventInputs.push_back(new QelEventInput(i, legacy != nullptr));
+        if (legacy)
+            legacy->release();
+    }
+    eventInput = eventBusses > 0;
+    for (int32 i = 0; i < eventBusses; ++i)
         activateEventBus(kInput, i, true);
     return true;
 }
@@ -246,6 +271,11 @@ void QelSlotOperator::process(OperatorBuffers& buffers)
 
     if (eventInput)
     {
+        for (QelEventInput* input : eventInputs)
+        {
+            input->fillEvents(inputEvents, buffers, sampleRate);
+            input->fillParameterChanges(midiChanges);
+        }
         if (midiChanges.hasChanges() || !inputEvents.isEmpty())
             eventsSeen.store(true, std::memory_order_relaxed);
         processChanges.addAll(midiChanges);
@@ -293,9 +323,10 @@ bool QelSlotOperator::midiController(int32 sampleOffset, int32 controller, int32
 
 bool QelSlotOperator::programChange(int32 sampleOffset, int32 channel, double value)
 {
-    if (channel < 0 || channel >= kChannels || programParams[channel] < 0)
+    const int32 id = eventInputs.empty() ? -1 : eventInputs.front()->getProgramParam(channel);
+    if (id < 0)
         return true;
-    return !uiChanges.add(programParams[channel], value);
+    return !uiChanges.add(id, value);
 }
 
 } // namespace MiniEngine

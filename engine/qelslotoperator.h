@@ -8,12 +8,14 @@
 #include "engine/eventlist.h"
 #include "engine/parameterchanges.h"
 #include "engine/qelaudiooperator.h"
+#include "engine/qeleventinput.h"
 #include "engine/tringbuffer.h"
 #include "host/ieventreceiver.h"
 #include "qel3/ieditcontroller.h"
 
 #include <atomic>
 #include <memory>
+#include <vector>
 
 namespace Quillmark
 {
@@ -52,6 +54,9 @@ public:
     bool hasAuxInput() const { return auxInput; }
     /** The parameter mapped to a controller of `channel` on event bus 0, or -1. */
     int32 getMappedParameter(int32 channel, int32 controller) const;
+    int32 countEventInputs() const { return int32(eventInputs.size()); }
+    /** The MIDI side of event input bus `index`, or null; MIDI threads call its receive. */
+    QelEventInput* getEventInput(int32 index) const;
 
     // QelAudioOperator
     bool initialize() override;
@@ -90,8 +95,8 @@ protected:
     MultiParameterChange outputChanges;
     TRingBuffer<UEvent> eventRing{kRingCapacity};
     EventList inputEvents;
+    std::vector<QelEventInput*> eventInputs;            // owned, one per event input bus
     std::unique_ptr<int32[]> controllerMaps[kChannels]; // kMapSize entries each, or none
-    int32 programParams[kChannels];
     int32 auxBusIndex = -1;
     bool eventInput = false;
     bool auxInput = false;

@@ -132,11 +132,24 @@ TEST_F(RealTime, RenderingThousandsOfBlocksWithEventsAndParametersAllocatesNothi
             frees = count.frees();
             done = true;
         });
-    // Meanwhile the user interface moves a parameter, with no lock.
-    int32 moves = 0;
+    // Meanwhile the user interface moves a parameter, with no lock, and this thread plays
+    // MIDI into the plug-in's event input as a MIDI thread would.
+    QelEventInput* midiInput = slot->getEventInput(0);
+    ASSERT_NE(midiInput, nullptr);
+    int32 moves = 0, midiNotes = 0;
     while (!done)
     {
         slot->queueParameter(0, double(moves % 100) / 100.0);
+        if (midiNotes < 20000)
+        {
+            MidiMessage message;
+            message.status = midiNotes % 2 ? 0x80 : 0x90;
+            message.data1 = 64;
+            message.data2 = 100;
+            message.live = true;
+            midiInput->receive(message);
+            ++midiNotes;
+        }
         ++moves;
         std::this_thread::yield();
     }
@@ -145,7 +158,8 @@ TEST_F(RealTime, RenderingThousandsOfBlocksWithEventsAndParametersAllocatesNothi
     EXPECT_EQ(allocations, 0);
     EXPECT_EQ(frees, 0);
     // What arrived shows that the path was busy all along.
-    EXPECT_EQ(effect.getEventCount(), 2 * kBlocks);
+    EXPECT_GE(effect.getEventCount(), 2 * kBlocks);
+    EXPECT_GT(effect.getEventCount(), 2 * kBlocks) << "MIDI notes arrived as well";
     EXPECT_GT(effect.getPointCount(), 0);
     EXPECT_TRUE(pending->hasPending()) << "values came back from the plug-in";
 
