@@ -341,6 +341,31 @@ TEST_F(SlotOperator, BusSwitchedOffWhileRenderingFallsSilentAtOnce)
     EXPECT_EQ(*(off + 1), "setActive:1");
 }
 
+TEST_F(SlotOperator, PlugInThatThrowsStopsNeitherTheGraphNorTheOthers)
+{
+    QelSlotOperator* broken = addSlot(kEffectCid, "Broken");
+    IProbe& brokenProbe = probe();
+    addSlot(kSynthCid, "Synth");
+    IProbe& synthProbe = probe();
+    synthProbe.setLevel(0.5f);
+    auto* sink = new testing::SinkOperator(1);
+    root->addOperator(sink);
+    start();
+    QelSlotOperator* synth = static_cast<QelSlotOperator*>(root->getOperator(1));
+    synth->getOutputPin(0)->connect(sink->getInputPin(0));
+    root->prepareBuffers(kBlock);
+    brokenProbe.setThrowing(true);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(render());
+    EXPECT_EQ(arguments(brokenProbe, Call::kProcess).size(), 3u) << "called on every block";
+    EXPECT_EQ(arguments(synthProbe, Call::kProcess).size(), 3u);
+    EXPECT_FLOAT_EQ(sink->received[0][kBlock - 1], 0.5f);
+    brokenProbe.setThrowing(false);
+    EXPECT_FALSE(broken->queueParameter(0, 0.5));
+    render();
+    EXPECT_EQ(brokenProbe.getPointCount(), 1) << "the plug-in plays on once it stops throwing";
+}
+
 TEST_F(SlotOperator, RemovedWhileAnotherThreadRendersAndNeverCalledAgain)
 {
     addSlot(kEffectCid);
