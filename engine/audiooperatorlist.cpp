@@ -157,7 +157,16 @@ void AudioOperatorList::setProcessing(bool state)
         processing.store(true, std::memory_order_release);
         return;
     }
-    processing.store(false, std::memory_order_release);
+    {
+        // Under the lock: once it is released no block is running, and none starts, so the
+        // children hear setProcessing(false) while none of them is inside process.
+        FLock* lock = getProcessLock();
+        if (lock)
+            lock->lock();
+        processing.store(false, std::memory_order_release);
+        if (lock)
+            lock->unlock();
+    }
     for (IAudioOperator* child : children)
         detached(child, this, [](IAudioOperator* op) { op->setProcessing(false); });
 }

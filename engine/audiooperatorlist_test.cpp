@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <thread>
 
@@ -339,6 +340,54 @@ TEST_F(Graph, OperatorsComeAndGoWhileAnotherThreadRenders)
     render();
     for (float sample : sink->received[0])
         ASSERT_EQ(sample, 0.0f) << "no source is left";
+}
+
+/** Spends a while in each block, and notes whether it was stopped in the middle of one. */
+class SlowOperator : public AudioOperator
+{
+public:
+    void process(OperatorBuffers&) override
+    {
+        inProcess = true;
+        const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(2);
+        while (std::chrono::steady_clock::now() < until)
+            ;
+        ++blocks;
+        inProcess = false;
+    }
+    void setProcessing(bool state) override
+    {
+        if (!state && inProcess)
+            stoppedInsideABlock = true;
+    }
+    std::atomic<bool> inProcess{false};
+    std::atomic<bool> stoppedInsideABlock{false};
+    std::atomic<int32> blocks{0};
+};
+
+TEST_F(Graph, StoppingWaitsForTheBlockInFlight)
+{
+    for (int round = 0; round < 5; ++round)
+    {
+        auto* slow = add(new SlowOperator);
+        start();
+        std::atomic<bool> stop{false};
+        std::thread audio(
+            [&]
+            {
+                while (!stop)
+                    render();
+            });
+        while (slow->blocks < 2)
+            std::this_thread::yield();
+        root->setProcessing(false);
+        stop = true;
+        audio.join();
+        EXPECT_FALSE(slow->stoppedInsideABlock) << "round " << round;
+        root->suspend();
+        root->removeOperator(slow);
+        slow->release();
+    }
 }
 
 TEST(AlignedBufferPool, BuffersAreAlignedZeroedAndReused)
