@@ -40,8 +40,11 @@ void PendingParameterChanges::start()
 {
     if (started)
         return;
-    started = true;
-    FMainLoop::instance()->addIdleTarget(this);
+    if (FMainLoop* loop = FMainLoop::instance())
+    {
+        started = true;
+        loop->addIdleTarget(this);
+    }
 }
 
 void PendingParameterChanges::stop()
@@ -49,7 +52,8 @@ void PendingParameterChanges::stop()
     if (!started)
         return;
     started = false;
-    FMainLoop::instance()->removeIdleTarget(this);
+    if (FMainLoop* loop = FMainLoop::instance())
+        loop->removeIdleTarget(this);
 }
 
 void PendingParameterChanges::parameterChanged(int32 id, double value)

@@ -46,7 +46,9 @@ PPortRegistry::~PPortRegistry()
     }
     for (PPortIDMapping* mapping : mappings)
         mapping->release();
-    FMainLoop::instance()->cancel(this);
+    // At the end of the process the main loop may be gone before the registry.
+    if (FMainLoop* loop = FMainLoop::instance())
+        loop->cancel(this);
 }
 
 PPortRegistry* PPortRegistry::instance()
@@ -185,7 +187,8 @@ void PPortRegistry::portAppeared(PPort* port)
         moveConnections(alias, port);
         auto* message = new FMessage(kCheckAliasPort);
         message->setObject("Port", static_cast<IPort*>(alias));
-        FMainLoop::instance()->post(this, message);
+        if (FMainLoop* loop = FMainLoop::instance())
+            loop->post(this, message);
         message->release();
     }
 }
