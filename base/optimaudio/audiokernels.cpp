@@ -1,0 +1,41 @@
+#include "base/optimaudio/audiokernels.h"
+
+#include "base/optimaudio/optaudioprimitives.h"
+
+namespace Quillmark
+{
+
+namespace
+{
+
+// Stateless tables, so static objects shared by every installation are enough; they never
+// need to be released.
+const OptAudioprimitivesGeneric& genericPrimitives()
+{
+    static const OptAudioprimitivesGeneric table;
+    return table;
+}
+
+} // namespace
+
+void installAudioKernels(KernelChoice choice, const CpuFeatures& features)
+{
+    static const OptAudioprimitivesPIII piii(genericPrimitives());
+    static const OptAudioprimitivesPrescott prescott(genericPrimitives());
+    const OptAudioprimitives* primitives = &genericPrimitives();
+    if (choice == KernelChoice::kByProcessor)
+    {
+        if (features.sse3)
+            primitives = &prescott;
+        else if (features.sse)
+            primitives = &piii;
+    }
+    sAudioPrimitives.set(primitives);
+}
+
+void installAudioKernels(KernelChoice choice)
+{
+    installAudioKernels(choice, detectCpuFeatures());
+}
+
+} // namespace Quillmark
