@@ -41,7 +41,8 @@ void MidiTrackData::noteLater(double position)
 void MidiTrackData::append(PMidiEvent* event)
 {
     noteLater(event->getTime());
-    events.append(event);
+    // Events arrive in time order as a rule, which costs one comparison here.
+    events.insert(event);
 }
 
 void MidiTrackData::addEvent(int64 tick, uint8 status, uint8 data1, uint8 data2)

@@ -47,7 +47,7 @@ public:
     /** Appends a controller value (0 to 1): 0-127 a control change, 128 channel pressure,
         129 pitch bend. */
     void addParameter(int32 channel, int32 controller, double value, double position);
-    /** Takes an event that already has its position. */
+    /** Takes an event that already has its position, behind those not later. */
     void append(PMidiEvent* event);
 
     // Read by the audio thread; a busy or disabled track gives nothing this block.
