@@ -3,7 +3,7 @@
 #pragma once
 
 #include "engine/qelbuspin.h"
-#include "host/iaudiooperator.h"
+#include "qelhost/iaudiooperator.h"
 
 #include <atomic>
 #include <vector>

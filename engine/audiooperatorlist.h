@@ -4,7 +4,7 @@
 #pragma once
 
 #include "base/flock.h"
-#include "host/iaudiooperator.h"
+#include "qelhost/iaudiooperator.h"
 
 #include <atomic>
 #include <memory>

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -146,6 +147,30 @@ TEST_F(Graph, InputOnDeviceMemoryIsNeitherCopiedNorCleared)
     EXPECT_FLOAT_EQ(sink->received[0][3], 0.125f);
     EXPECT_FLOAT_EQ(device.memory[3], 0.125f) << "device memory is the driver's to clear";
     sink->getInputPin(0)->disconnectAll();
+    root->prepareBuffers(kBlock);
+}
+
+TEST_F(Graph, OutputsWriteIntoDeviceMemoryThatTheDriverClears)
+{
+    DevicePort playback(true);
+    auto* a = add(new SourceOperator(1, 0.25f, "A"));
+    a->getOutputPin(0)->connect(&playback);
+    start();
+    EXPECT_EQ(a->getOutputPin(0)->getBuffer(), playback.memory) << "one to one: no copy";
+    ASSERT_TRUE(render());
+    EXPECT_FLOAT_EQ(playback.memory[0], 0.25f);
+
+    // A second source: both mix into the device's memory, which only the driver clears.
+    auto* b = add(new SourceOperator(1, 0.5f, "B"));
+    b->getOutputPin(0)->connect(&playback);
+    root->prepareBuffers(kBlock);
+    EXPECT_NE(a->getOutputPin(0)->getBuffer(), playback.memory);
+    std::fill(std::begin(playback.memory), std::end(playback.memory), 0.0f);
+    ASSERT_TRUE(render());
+    EXPECT_FLOAT_EQ(playback.memory[kBlock - 1], 0.75f);
+    ASSERT_TRUE(render());
+    EXPECT_FLOAT_EQ(playback.memory[kBlock - 1], 1.5f) << "not cleared by the graph";
+    playback.disconnectAll();
     root->prepareBuffers(kBlock);
 }
 

@@ -3,8 +3,8 @@
 // the messages, so that both the block path and the recorder convert in one way.
 #pragma once
 
-#include "host/iaudiooperator.h"
 #include "qel3/ievents.h"
+#include "qelhost/iaudiooperator.h"
 
 namespace Quillmark
 {

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "engine/parameterchanges.h"
-#include "host/ieventreceiver.h"
 #include "qel3/ieditcontroller.h"
+#include "qelhost/ieventreceiver.h"
 
 #include <atomic>
 

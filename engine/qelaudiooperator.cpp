@@ -2,8 +2,10 @@
 
 #include "base/flock.h"
 
+#include <algorithm>
 #include <bit>
 #include <chrono>
+#include <string>
 #include <thread>
 
 namespace Quillmark
@@ -88,6 +90,7 @@ bool QelAudioOperator::attach(FUnknown* plugin, const String& newName)
         component = nullptr;
     };
     detach();
+    problem.clear();
     if (!plugin)
         return true;
     IComponent* newComponent = nullptr;
@@ -97,9 +100,14 @@ bool QelAudioOperator::attach(FUnknown* plugin, const String& newName)
             { return plugin->queryInterface(IAudioProcessor::iid.bytes, (void**)&newProcessor); });
     component = newComponent;
     processor = newProcessor;
+    problem.clear();
+    if (!component || !processor)
+        problem = !component ? "is no component" : "has no audio processor";
     if (!component || !processor || !initialize())
     {
+        const std::string reason = problem;
         detach();
+        problem = reason;
         return false;
     }
     name = newName;
@@ -125,8 +133,12 @@ bool QelAudioOperator::buildProcessData()
         return false;
     const int32 numIns = guarded([&] { return component->getBusCount(kAudio, kInput); });
     const int32 numOuts = guarded([&] { return component->getBusCount(kAudio, kOutput); });
-    if (numIns < 0 || numOuts < 0)
+    if (numIns < 0 || numOuts < 0 || numIns > kMaxBusses || numOuts > kMaxBusses)
+    {
+        problem = "reports " + std::to_string(numIns) + " audio input and " +
+                  std::to_string(numOuts) + " audio output busses";
         return false;
+    }
     auto sameLayout = [&](BusDirection direction, int32 count, const Direction& stored)
     {
         if (count != int32(stored.busses.size()))
@@ -136,7 +148,8 @@ bool QelAudioOperator::buildProcessData()
             BusInfo info{};
             const tresult result =
                 guarded([&] { return component->getBusInfo(kAudio, direction, i, info); });
-            const int32 channels = result == kResultOk ? info.channelCount : 0;
+            const int32 channels =
+                result == kResultOk ? std::clamp(info.channelCount, 0, kMaxChannels) : 0;
             if (channels != stored.busses[size_t(i)].numChannels)
                 return false;
         }
@@ -175,6 +188,8 @@ bool QelAudioOperator::buildProcessData()
                     kResultOk ||
                 info.channelCount <= 0)
                 continue;
+            // One channel per speaker bit: more than 64 is a plug-in that lies.
+            info.channelCount = std::min(info.channelCount, kMaxChannels);
             bus.numChannels = info.channelCount;
             target.channels[size_t(i)].assign(size_t(info.channelCount), nullptr);
             bus.channelBuffers32 = target.channels[size_t(i)].data();
@@ -226,16 +241,23 @@ tresult QelAudioOperator::activateEventBus(BusDirection direction, int32 index, 
 
 bool QelAudioOperator::initialize()
 {
+    problem.clear();
     if (!buildProcessData())
         return false;
     const int32 numIns = guarded([&] { return component->getBusCount(kAudio, kInput); });
     hasAudioInputs = numIns > 0;
     if (processData.numOutputs == 0)
+    {
+        problem = "has no audio output";
         return false; // nothing to hear
+    }
     if (processData.numInputs > 0)
     {
         if (activateBus(kInput, 0, true) != kResultOk)
+        {
+            problem = "refuses to activate its first audio input";
             return false;
+        }
         inputBusActive[0] = true;
         for (int32 i = 1; i < processData.numInputs; ++i)
         {
@@ -244,7 +266,10 @@ bool QelAudioOperator::initialize()
         }
     }
     if (activateBus(kOutput, 0, true) != kResultOk)
+    {
+        problem = "refuses to activate its first audio output";
         return false;
+    }
     outputBusActive[0] = true;
     for (int32 i = 1; i < processData.numOutputs; ++i)
     {

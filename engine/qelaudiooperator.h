@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace Quillmark
@@ -24,6 +25,9 @@ public:
     /** How long setActive(false) waits for the audio thread to stop processing. */
     static constexpr int32 kDeactivatePolls = 200;
     static constexpr int32 kDeactivatePollMs = 10;
+    /** Layouts beyond these are taken for a plug-in that lies about its busses. */
+    static constexpr int32 kMaxBusses = 256;
+    static constexpr int32 kMaxChannels = 64;
 
     QelAudioOperator();
 
@@ -53,6 +57,9 @@ public:
     bool isInputBusActive(int32 index) const;
 
     const String& getName() const { return name; }
+    /** Why the last attach failed, as the end of a sentence that starts with the plug-in's
+        name ("has no audio output"); empty after a success. */
+    const std::string& getProblem() const { return problem; }
     int32 getInputPinCount() const { return inputPinCount; }
     int32 getOutputPinCount() const { return outputPinCount; }
     bool hasAudioInput() const { return hasAudioInputs; }
@@ -89,6 +96,7 @@ protected:
     bool hasAudioInputs = false;
     std::atomic<bool> active{false};
     std::atomic<bool> processing{false};
+    std::string problem;
 
 private:
     struct Direction

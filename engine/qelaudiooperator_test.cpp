@@ -104,9 +104,20 @@ TEST_F(PlugInOperator, PlugInWithoutAudioOutputIsRefused)
 {
     auto* op = new QelAudioOperator;
     EXPECT_FALSE(op->attach(makePlugIn(kSilentCid), "Silent"));
+    EXPECT_EQ(op->getProblem(), "has no audio output");
     EXPECT_TRUE(op->getName().isEmpty());
     EXPECT_EQ(op->getComponent(), nullptr);
     EXPECT_TRUE(op->attach(nullptr, "Nothing")) << "detaching is no failure";
+    EXPECT_EQ(op->getProblem(), "");
+    op->release();
+}
+
+TEST_F(PlugInOperator, PlugInThatLiesAboutItsBussesIsRefusedWithAReason)
+{
+    auto* op = new QelAudioOperator;
+    EXPECT_FALSE(op->attach(makePlugIn(kLiarCid), "Liar"));
+    EXPECT_EQ(op->getProblem(), "reports 1 audio input and 1000000 audio output busses");
+    EXPECT_EQ(op->getProcessor(), nullptr);
     op->release();
 }
 

@@ -1,7 +1,7 @@
 #include "engine/qelbuspin.h"
 
 #include "base/optimaudio/optaudioprimitives.h"
-#include "host/iport.h"
+#include "qelhost/iport.h"
 
 #include <algorithm>
 

@@ -1,5 +1,6 @@
 #include "engine/qeleventinput.h"
 
+#include "midi/pevent.h"
 #include "qel3/iunitinfo.h"
 
 #include <algorithm>
@@ -83,6 +84,30 @@ void QelEventInput::receive(const MidiMessage& message)
         }
         break;
     }
+}
+
+bool QelEventInput::toMessage(PEvent* event, MidiMessage& message)
+{
+    auto* midi = FCast<PMidiEvent>(static_cast<FObject*>(event));
+    if (!midi)
+        return false;
+    message.status = midi->getStatus();
+    message.data1 = midi->getData1();
+    message.data2 = midi->getData2();
+    message.live = (midi->getFlags() & kLiveFlag) != 0;
+    message.hasDetune = false; // the event carries no detune value of its own
+    message.detune = 0.0f;
+    message.time = midi->getTime();
+    message.length = midi->getLength();
+    message.noteId = midi->getNoteId();
+    return true;
+}
+
+void QelEventInput::receive(PEvent* event)
+{
+    MidiMessage message;
+    if (toMessage(event, message))
+        receive(message);
 }
 
 void QelEventInput::releaseHeldNotes()

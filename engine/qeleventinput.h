@@ -16,6 +16,8 @@
 
 namespace Quillmark
 {
+class PEvent;
+
 namespace MiniEngine
 {
 
@@ -27,12 +29,19 @@ public:
     static constexpr int32 kMapSize = 130; // controllers, then 0x80 pressure and 0x81 bend
     /** Messages that can wait per queue between two blocks; more are dropped. */
     static constexpr int32 kQueueCapacity = 1024;
+    /** The flag of a MIDI event played now rather than at its position. */
+    static constexpr uint16 kLiveFlag = 0x0080;
 
     explicit QelEventInput(int32 busIndex, bool legacyOutput = false);
 
     /** From a MIDI thread. A message on a filtered channel, or of a kind the plug-in does not
         take, is dropped. */
     void receive(const MidiMessage& message);
+    /** The same for an event of a MIDI port: anything but a PMidiEvent is dropped. The event
+        is borrowed; what is kept is a copy of its message. */
+    void receive(PEvent* event);
+    /** The message of a MIDI event as the conversion reads it: bit 7 of the flags is "live". */
+    static bool toMessage(PEvent* event, MidiMessage& message);
     /** On the audio thread: notes (and, with legacy output, controllers) as events of the
         block; the queue is emptied. Nothing happens when a MIDI thread holds the lock. */
     void fillEvents(EventList& list, const OperatorBuffers& buffers, double sampleRate);

@@ -3,6 +3,7 @@
 #include "engine/qelslotoperator.h"
 
 #include "common/exampleids.h"
+#include "midi/pevent.h"
 #include "qel3/ieditcontroller.h"
 
 #include <atomic>
@@ -240,6 +241,33 @@ TEST_F(EventInput, ChannelFilterAndHeldNotes)
     EXPECT_EQ(arrived[0].event.type, Qel::Event::kNoteOffEvent);
     EXPECT_EQ(arrived[0].event.noteOff.channel, 3);
     EXPECT_EQ(arrived[0].event.noteOff.pitch, 61);
+}
+
+TEST_F(EventInput, EventsOfAPortAreCopiedAndOnlyMidiEventsCount)
+{
+    startMapped();
+    QelEventInput* input = slot->getEventInput(0);
+    auto* note = new PMidiEvent(0x91, 64, 127);
+    note->setFlags(note->getFlags() | QelEventInput::kLiveFlag);
+    input->receive(note);
+    note->release(); // borrowed: the input keeps a copy of the message
+    auto* bend = new PMidiEvent(0xe1, 0x00, 0x40);
+    input->receive(bend);
+    bend->release();
+    auto* plain = new PEvent; // no MIDI message at all
+    input->receive(plain);
+    plain->release();
+    input->receive(static_cast<PEvent*>(nullptr));
+    render();
+    const std::vector<ReceivedEvent> arrived = events();
+    ASSERT_EQ(arrived.size(), 1u);
+    EXPECT_EQ(arrived[0].event.noteOn.channel, 1);
+    EXPECT_EQ(arrived[0].event.noteOn.pitch, 64);
+    EXPECT_EQ(arrived[0].event.flags, Qel::Event::kIsLive);
+    const std::vector<ReceivedPoint> values = points();
+    ASSERT_EQ(values.size(), 1u);
+    EXPECT_EQ(values[0].id, uint32(100 + 0x81));
+    EXPECT_EQ(values[0].value, 8192 * 6.103888176768602e-05);
 }
 
 TEST_F(EventInput, ControllersAndProgramsFromTheInterfaceGoThroughTheMaps)

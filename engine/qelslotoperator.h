@@ -10,8 +10,8 @@
 #include "engine/qelaudiooperator.h"
 #include "engine/qeleventinput.h"
 #include "engine/tringbuffer.h"
-#include "host/ieventreceiver.h"
 #include "qel3/ieditcontroller.h"
+#include "qelhost/ieventreceiver.h"
 
 #include <atomic>
 #include <memory>

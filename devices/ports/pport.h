@@ -6,7 +6,7 @@
 #include "base/fobject.h"
 #include "base/fstring.h"
 #include "devices/ports/pportid.h"
-#include "host/iport.h"
+#include "qelhost/iport.h"
 
 #include <vector>
 
