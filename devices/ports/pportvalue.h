@@ -6,7 +6,7 @@
 // controller of the view; it borrows the port and the registry, which outlive it.
 #pragma once
 
-#include "base/umenuvalue.h"
+#include "base/values/umenuvalue.h"
 #include "devices/ports/pport.h"
 
 #include <vector>
