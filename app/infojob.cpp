@@ -52,7 +52,7 @@ bool printClass(FComponentRegistry& registry, FComponentDescription& description
     Qel::QelEditController* controller = provider->getControllerWrapper();
     {
         auto* page = new InfoPage(provider->getComponentWrapper(), controller);
-        printInfoPage(*page, out);
+        printInfoPage(*page, out, &err);
         page->release();
     }
     if (generic && controller && controller->getController())

@@ -22,7 +22,8 @@ std::string cell(const ConstString& text)
     return utf8;
 }
 
-void printNode(FNode& node, const GTreeInformer& informer, int32 depth, std::ostream& out)
+void printNode(FNode& node, const GTreeInformer& informer, int32 depth, std::ostream& out,
+               std::ostream* problems)
 {
     for (int32 column = 0; column < informer.countColumns(); ++column)
     {
@@ -33,8 +34,11 @@ void printNode(FNode& node, const GTreeInformer& informer, int32 depth, std::ost
         out << cell(informer.getCellText(&node, column));
     }
     out << '\n';
+    if (auto* expression = FCast<QelNoteExpressionDisplayData>(&node);
+        expression && problems && !expression->getLastProblem().empty())
+        *problems << "Qel3PluginTestHost: " << expression->getLastProblem() << '\n';
     for (int32 index = 0; index < node.countChildren(); ++index)
-        printNode(*node.getChild(index), informer, depth + 1, out);
+        printNode(*node.getChild(index), informer, depth + 1, out, problems);
 }
 
 const char8* styleName(const GenericEditor& editor, int32 number, const ParamValueProxy& proxy)
@@ -50,7 +54,7 @@ const char8* styleName(const GenericEditor& editor, int32 number, const ParamVal
 
 } // namespace
 
-void printInfoPage(const InfoPage& page, std::ostream& out)
+void printInfoPage(const InfoPage& page, std::ostream& out, std::ostream* problems)
 {
     const UValueContainer& values = page.getValues();
     for (int32 index = 0; index < values.countValues(); ++index)
@@ -68,7 +72,7 @@ void printInfoPage(const InfoPage& page, std::ostream& out)
         for (int32 column = 0; column < view.informer->countColumns(); ++column)
             out << (column > 0 ? "\t" : "") << cell(view.informer->getColumnTitle(column));
         out << '\n';
-        printNode(*view.root, *view.informer, 0, out);
+        printNode(*view.root, *view.informer, 0, out, problems);
         view.informer->release();
     }
 }
