@@ -6,6 +6,7 @@
 #include "base/values/uintvalues.h"
 #include "base/values/ustringvalue.h"
 #include "hosting/fpluginexception.h"
+#include "hosting/qeleditcontroller.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -341,6 +342,14 @@ void GenericEditor::notify(FMessage* message)
         call("beginEditFromHost", [&] { hostEditing->beginEditFromHost(id); });
     else
         call("endEditFromHost", [&] { hostEditing->endEditFromHost(id); });
+}
+
+GenericEditor* makeGenericEditor(QelEditController& wrapper)
+{
+    if (!wrapper.getController())
+        return nullptr;
+    return new GenericEditor(wrapper.getController(), wrapper.getComponentHandler(), false,
+                             wrapper.getClassName());
 }
 
 } // namespace Quillmark

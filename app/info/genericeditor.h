@@ -17,6 +17,11 @@ namespace Quillmark
 
 class GenericEditor;
 
+namespace Qel
+{
+class QelEditController;
+}
+
 /** A shown parameter as a control sees it: it stands for the value the editor made from the
     parameter, and survives a rebuild of the editor. Its tag is the parameter id; its text is
     the plug-in's own. */
@@ -106,5 +111,10 @@ private:
     String className;
     mutable std::vector<std::string> problems;
 };
+
+/** The generic editor of a controller wrapper, with its component handler: what the wrapper
+    makes on first demand (QelEditController::getGenericEditor). One reference for the caller;
+    null when the wrapper has no controller. */
+GenericEditor* makeGenericEditor(Qel::QelEditController& wrapper);
 
 } // namespace Quillmark
