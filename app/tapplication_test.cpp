@@ -105,7 +105,7 @@ protected:
     /** Runs start-up up to the end of init over the default folders. */
     TApplication* start()
     {
-        auto* app = new TApplication({0, "Test Standalone"}, ui);
+        auto* app = new TApplication({0, "Test Standalone", {}}, ui);
         EXPECT_TRUE(app->initialize());
         app->init();
         return app;
@@ -155,13 +155,13 @@ TEST(DisplayName, CutsAtTheLastDotUnlessItLeadsTheName)
 
 TEST_F(Application, NameReachesThePlugInsHostContextAndAnEmptyNameTakesTheDefault)
 {
-    auto* app = new TApplication({0, "My.Tool Standalone"}, ui);
+    auto* app = new TApplication({0, "My.Tool Standalone", {}}, ui);
     EXPECT_EQ(TApplication::instance(), app);
     EXPECT_EQ(Qel::QelHostContext::instance()->getDisplayName(), "My.Tool Standalone");
     app->release();
     EXPECT_EQ(TApplication::instance(), nullptr);
 
-    auto* unnamed = new TApplication({0, ""}, ui);
+    auto* unnamed = new TApplication({0, "", {}}, ui);
     EXPECT_EQ(unnamed->getApplicationName(), "Qel3PluginTestHost");
     unnamed->release();
 }
@@ -172,7 +172,7 @@ TEST_F(Application, RunStartsInOrderAndQuitsThroughTheQueuedCommand)
     copyInto(Quillmark::testing::exampleModule(kQelGainModule), modules);
     setenv("QEL3_PATH", modules.c_str(), 1);
 
-    auto* app = new TApplication({0, "Test Standalone"}, ui);
+    auto* app = new TApplication({0, "Test Standalone", {}}, ui);
     ASSERT_TRUE(app->initialize());
     FMainLoop::instance()->queueCommand("File", "Quit");
     app->run();
@@ -274,7 +274,7 @@ TEST_F(Application, AStartThatEndsBeforeThePreferencesLoadLeavesTheFileAlone)
 {
     writeDefaults([](FDefaultPool& pool) { pool.lookup("Keep")->setInt("me", 5); });
     std::string before = readFile(defaultsPath());
-    auto* app = new TApplication({0, "Test Standalone"}, ui);
+    auto* app = new TApplication({0, "Test Standalone", {}}, ui);
     ASSERT_TRUE(app->initialize());
     app->release();
     EXPECT_EQ(readFile(defaultsPath()), before);

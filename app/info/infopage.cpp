@@ -188,7 +188,8 @@ void InfoPage::buildBusTree()
             (input ? inputs : outputs)->addChild(row);
         }
     }
-    component->releaseInterface(processor);
+    if (component)
+        component->releaseInterface(processor);
     for (QelNodeFolder* folder : {inputs, outputs})
     {
         if (folder->countChildren() == 0)
