@@ -230,7 +230,8 @@ TEST_F(Reproducible, SeedsAndRoundsGoOnThroughTheSequence)
     EXPECT_EQ(std::count(starts.begin(), starts.end(), "1"), 1);
     EXPECT_NE(starts[0], starts[1]);
     EXPECT_NE(starts[1], starts[2]);
-    EXPECT_TRUE(validJUnit(temp.file("r.xml"), *new std::string));
+    std::string junitProblem;
+    EXPECT_TRUE(validJUnit(temp.file("r.xml"), junitProblem)) << junitProblem;
 
     // A failing round ends the rounds when asked.
     ProgramRun stopped = run({"--test", kAutomationModule, "--class", "Automation No Empty Blocks",
