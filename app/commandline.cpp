@@ -62,6 +62,10 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             setJob(Job::kTest, argument);
         else if (argument == "--list-tests")
             setJob(Job::kListTests, argument);
+        else if (argument == "--info")
+            setJob(Job::kInfo, argument);
+        else if (argument == "--generic")
+            result.generic = true;
         else if (argument == "--enable" || argument == "--disable")
         {
             setJob(Job::kTestSettings, argument);
@@ -185,13 +189,17 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
     }
     if (result.error.empty() && !result.folders.empty() && result.job != Job::kList &&
         result.job != Job::kTest && result.job != Job::kListTests &&
-        result.job != Job::kTestSettings)
+        result.job != Job::kTestSettings && result.job != Job::kInfo)
         result.error = "a folder is given without a job: " + result.folders.front();
     if (result.error.empty() && !testOption.empty() && result.job != Job::kTest)
         result.error = testOption + " belongs to --test";
     if (result.error.empty() && !treeOption.empty() && result.job != Job::kTest &&
-        result.job != Job::kListTests)
+        result.job != Job::kListTests && !(result.job == Job::kInfo && treeOption == "--class"))
         result.error = treeOption + " belongs to --test or --list-tests";
+    if (result.error.empty() && result.job == Job::kInfo && !result.selections.empty())
+        result.error = "--select belongs to --test or --list-tests";
+    if (result.error.empty() && result.generic && result.job != Job::kInfo)
+        result.error = "--generic belongs to --info";
     if (result.error.empty() && result.seed && result.randomState)
         result.error = "--seed and --random-state both say where the sequence starts: give one";
     if (result.error.empty() && result.stopOnFailure && result.repeat < 2)
@@ -213,6 +221,8 @@ void printUsage(std::ostream& out)
            "                          [--repeat N [--stop-on-failure]] [--config-dir DIR]\n"
            "       Qel3PluginTestHost --list-tests [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
            "                          [--select PATH]... [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --info [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
+           "                          [--generic] [--config-dir DIR]\n"
            "       Qel3PluginTestHost (--enable PATH | --disable PATH)... [MODULE-OR-FOLDER...]\n"
            "                          [--config-dir DIR]\n"
            "\n"
@@ -248,6 +258,11 @@ void printUsage(std::ostream& out)
            "                     tab, and \"enabled\" or \"disabled\" as TestSettings.bin has\n"
            "                     it; no plug-in is created (the tests that modules contribute\n"
            "                     are left out: they exist only once their module makes them)\n"
+           "  --info             print the information page of every audio class: its facts\n"
+           "                     as name and value, then its bus, parameter, note\n"
+           "                     expression and key switch trees, one node per line with\n"
+           "                     the cells of the columns separated by tabs\n"
+           "  --generic          with --info: also the parameters the generic editor shows\n"
            "  --enable PATH, --disable PATH\n"
            "                     switch a node of the tree on or off in TestSettings.bin, for\n"
            "                     the runs that follow; may be repeated\n"
@@ -263,7 +278,8 @@ void printUsage(std::ostream& out)
            "\n"
            "On a terminal, --test keeps one progress line at the bottom of its output.\n"
            "\n"
-           "Exit status: 0 on success, 1 when no class was found (--list) or a test failed\n"
+           "Exit status: 0 on success, 1 when no class was found (--list, --info), a class\n"
+           "could not be created (--info) or a test failed\n"
            "(--test), 2 for a usage error and when --test finds no class, 130 when Ctrl-C\n"
            "stopped a test run.\n";
 }

@@ -23,6 +23,7 @@ struct CommandLine
         kTest,
         kListTests,    // the tests a run would run, without making an instance
         kTestSettings, // --enable / --disable: change the stored enabled flags
+        kInfo,         // the information page of each class
     };
 
     Job job = Job::kNone;
@@ -50,6 +51,8 @@ struct CommandLine
     // Given by an isolating run to its test processes only: what to run and where to report.
     std::string childUnit;
     int reportFd = -1;
+    // --info: also the parameters as the generic editor shows them.
+    bool generic = false;
     std::string error; // a usage error, naming the wrong argument
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;

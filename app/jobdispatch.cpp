@@ -1,6 +1,7 @@
 #include "app/jobdispatch.h"
 
 #include "app/commandline.h"
+#include "app/infojob.h"
 #include "app/listjob.h"
 #include "app/testjob.h"
 #include "app/testtreejobs.h"
@@ -33,6 +34,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runTestJob(commandLine, out, err);
     case CommandLine::Job::kListTests:
         return runListTestsJob(commandLine, out, err);
+    case CommandLine::Job::kInfo:
+        return runInfoJob(commandLine, out, err);
     case CommandLine::Job::kTestSettings:
         return runTestSettingsJob(commandLine, out, err);
     case CommandLine::Job::kNone:

@@ -4,6 +4,7 @@
 #include "qel3/iconnectionpoint.h"
 #include "qel3/ikeyswitch.h"
 #include "qel3/inoteexpression.h"
+#include "qel3/iplugview.h"
 #include "qel3/iunitinfo.h"
 
 namespace Quillmark
@@ -30,6 +31,9 @@ QelEditController::QelEditController(Existing, IEditController* existing,
 
 QelEditController::~QelEditController()
 {
+    // The generic editor holds an interface of the plug-in: it goes first.
+    if (genericEditor)
+        genericEditor->release();
     releaseInterface(keyswitch);
     releaseInterface(noteExpression);
     releaseInterface(hostEditing);
@@ -111,6 +115,55 @@ bool QelEditController::openAboutBox(bool onlyCheck)
 {
     return callController2("openAboutBox",
                            [onlyCheck](IEditController2* c) { return c->openAboutBox(onlyCheck); });
+}
+
+CmObject* QelEditController::getGenericEditor(const GenericEditorMaker& make)
+{
+    if (!genericEditor && make && controller)
+        genericEditor = make(*this);
+    return genericEditor;
+}
+
+QelEditController::EditorChoice QelEditController::createEditor(const EditorRequest& request)
+{
+    EditorChoice choice;
+    canResize = false;
+    if (!controller)
+        return choice;
+    if (!request.forceGeneric && request.displayMode != kGenericDisplayMode)
+    {
+        setKnobMode(request.knobMode);
+        IPlugView* view = nullptr;
+        guarded("createView", [&] { view = controller->createView("editor"); });
+        if (view)
+        {
+            tresult resizable = kResultFalse;
+            ViewRect size;
+            guarded("canResize",
+                    [&]
+                    {
+                        resizable = view->canResize();
+                        view->getSize(&size);
+                    });
+            if (!request.wrapView || request.wrapView(view))
+            {
+                canResize = resizable == kResultOk;
+                choice.view = view;
+                choice.width = size.getWidth();
+                choice.height = size.getHeight();
+                return choice;
+            }
+            releaseInterface(view);
+        }
+    }
+    choice.genericEditor = getGenericEditor(request.makeGenericEditor);
+    if (!choice.genericEditor)
+        return choice;
+    choice.width = kGenericEditorWidth;
+    choice.height = kGenericEditorHeight;
+    choice.scrolls = request.genericTemplateHeight > kGenericEditorHeight;
+    canResize = true;
+    return choice;
 }
 
 } // namespace Qel

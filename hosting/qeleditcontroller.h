@@ -7,6 +7,8 @@
 #include "hosting/plugininstance.h"
 #include "qel3/ieditcontroller.h"
 
+#include <functional>
+
 namespace Quillmark
 {
 
@@ -19,6 +21,7 @@ class IConnectionPoint;
 class IUnitInfo;
 class INoteExpressionController;
 class IKeyswitchController;
+class IPlugView;
 
 class QelEditController : public PlugInstance
 {
@@ -56,6 +59,53 @@ public:
     bool openHelp(bool onlyCheck);
     bool openAboutBox(bool onlyCheck);
 
+    /** The display mode under which the host always shows the generic editor. */
+    static constexpr int32 kGenericDisplayMode = 5;
+    /** The frame of the generic editor: it starts this size and never grows higher; a taller
+        template scrolls inside it. */
+    static constexpr int32 kGenericEditorWidth = 550;
+    static constexpr int32 kGenericEditorHeight = 400;
+
+    /** Makes the host's generic editor for a wrapper, with one reference for the caller. It
+        lives above this layer; the application hands over how to make it. */
+    using GenericEditorMaker = std::function<CmObject*(QelEditController& wrapper)>;
+
+    struct EditorRequest
+    {
+        bool forceGeneric = false;
+        /** The application's display mode; kGenericDisplayMode always gives the generic one. */
+        int32 displayMode = 0;
+        /** Handed to the plug-in before it is asked for its view. */
+        KnobMode knobMode = kCircularMode;
+        /** Puts the plug-in's view into a window; false when it cannot, and the generic editor
+            is shown instead. Empty: every view is taken. */
+        std::function<bool(IPlugView* view)> wrapView;
+        GenericEditorMaker makeGenericEditor;
+        /** The height of the generic editor's template, to know whether it must scroll. */
+        int32 genericTemplateHeight = kGenericEditorHeight;
+    };
+
+    struct EditorChoice
+    {
+        /** The plug-in's own view with a reference for the caller, or null. */
+        IPlugView* view = nullptr;
+        /** The generic editor (borrowed: the wrapper keeps it), or null. */
+        CmObject* genericEditor = nullptr;
+        int32 width = 0;
+        int32 height = 0;
+        /** The generic template is taller than its frame and sits in a scroll view. */
+        bool scrolls = false;
+    };
+
+    /** The plug-in's own view unless the generic editor is forced, the display mode asks for
+        it, the plug-in has none, or the view cannot be wrapped. Nothing without a controller. */
+    EditorChoice createEditor(const EditorRequest& request);
+    /** Whether the window of the last createEditor may be resized. */
+    bool getCanResize() const { return canResize; }
+    /** The generic editor, made by `make` on first demand and kept for the wrapper's life;
+        null when it cannot be made. */
+    CmObject* getGenericEditor(const GenericEditorMaker& make);
+
     // All borrowed; each may be null.
     IEditController* getController() const { return controller; }
     IConnectionPoint* getConnectionPoint() const { return connectionPoint; }
@@ -77,6 +127,8 @@ private:
     template <class Call> bool callController2(const char8* what, Call&& call);
 
     IComponentHandler* handler = nullptr;
+    CmObject* genericEditor = nullptr;
+    bool canResize = false;
     IUnitInfo* unitInfo = nullptr;
     IEditController* controller = nullptr;
     IConnectionPoint* connectionPoint = nullptr;

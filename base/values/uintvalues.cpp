@@ -28,6 +28,20 @@ int32 UIntValue::clip(int64 candidate) const
     return int32(std::clamp<int64>(candidate, minimum, maximum));
 }
 
+bool UIntValue::step(int32 steps, bool notify)
+{
+    int64 target = int64(value) + steps;
+    if (isWrapAround())
+    {
+        int64 span = int64(maximum) - minimum + 1;
+        int64 offset = (target - minimum) % span;
+        if (offset < 0)
+            offset += span;
+        target = minimum + offset;
+    }
+    return setValue(clip(target), notify);
+}
+
 bool UIntValue::setValue(int32 newValue, bool notify)
 {
     int32 clipped = clip(newValue);

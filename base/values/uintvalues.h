@@ -25,6 +25,10 @@ public:
     int32 getMinValue() const { return minimum; }
     int32 getMaxValue() const { return maximum; }
     int32 getDefaultValue() const { return defaultValue; }
+    /** Moves the value by `steps`, as a control's arrow or wheel does. With wrap-around the
+        walk continues from the other end of the range; without, it stops at the end. True when
+        the value changed. */
+    bool step(int32 steps, bool notify = true);
     /** Changes the range and clips the value and the default into it. */
     void setRange(int32 newMinimum, int32 newMaximum, bool notify = true);
 

@@ -214,3 +214,40 @@ TEST(UDateValue, RefusesDaysThatDoNotExist)
     EXPECT_EQ(value.setText(" 1999-12-31 "), kResultOk);
     EXPECT_EQ(textOf(value), ConstString("1999-12-31"));
 }
+
+TEST(UIntValue, StepsStopAtTheEndsUnlessTheyWrap)
+{
+    CountingIntValue value("Mode", 0, -1, 2, 2);
+    EXPECT_FALSE(value.step(1));
+    EXPECT_EQ(value.getValue(), 2);
+    EXPECT_TRUE(value.step(-7));
+    EXPECT_EQ(value.getValue(), -1);
+    EXPECT_EQ(value.changes, 1);
+
+    value.setWrapAround(true);
+    EXPECT_TRUE(value.isWrapAround());
+    EXPECT_TRUE(value.step(-1));
+    EXPECT_EQ(value.getValue(), 2);
+    EXPECT_TRUE(value.step(2));
+    EXPECT_EQ(value.getValue(), 0);
+    // A whole turn, or many, arrives where it started and says so by sending nothing.
+    EXPECT_FALSE(value.step(-8));
+    EXPECT_EQ(value.getValue(), 0);
+    EXPECT_EQ(value.changes, 3);
+    // The flag is its own bit: the other states stay as they were.
+    value.setEnabled(false);
+    value.setWrapAround(false);
+    EXPECT_FALSE(value.isEnabled());
+    EXPECT_FALSE(value.isWrapAround());
+}
+
+TEST(UIntValue, WrappingSurvivesTheWholeIntegerRange)
+{
+    UIntValue value("Wide", 0, std::numeric_limits<int32>::min(), std::numeric_limits<int32>::max(),
+                    std::numeric_limits<int32>::max());
+    value.setWrapAround(true);
+    EXPECT_TRUE(value.step(1));
+    EXPECT_EQ(value.getValue(), std::numeric_limits<int32>::min());
+    EXPECT_TRUE(value.step(-2));
+    EXPECT_EQ(value.getValue(), std::numeric_limits<int32>::max() - 1);
+}

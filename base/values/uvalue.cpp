@@ -44,6 +44,11 @@ void UValue::setReportEdits(bool state)
     flags = state ? (flags | kReportEdits) : (flags & ~uint32(kReportEdits));
 }
 
+void UValue::setWrapAround(bool state)
+{
+    flags = state ? (flags | kWrapAround) : (flags & ~uint32(kWrapAround));
+}
+
 void UValue::setEditing(bool state)
 {
     flags = state ? (flags | kEditing) : (flags & ~uint32(kEditing));

@@ -115,6 +115,8 @@ public:
     {
         kEditing = 1u << 0,
         kDisabled = 1u << 1,
+        /** Stepping past one end of the range arrives at the other end. */
+        kWrapAround = 1u << 2,
         /** Edits are reported to the owner as "BeginEdit" and "EndEdit" messages. */
         kReportEdits = 1u << 16,
     };
@@ -168,6 +170,20 @@ public:
     void getStringRepresentation(String& text) const override { getText(text); }
     tresult setStringRepresentation(const ConstString& text) override { return setText(text); }
 
+    /** How a control should present the value: kStylePlain, kStyleToggle (two states, one
+        click switches) or kStyleDiscrete (a few steps, each one a position). A proxy answers
+        the style of what it stands for. */
+    enum Style : int32
+    {
+        kStylePlain = 0,
+        kStyleToggle = 1,
+        kStyleDiscrete = 3,
+    };
+    virtual int32 getStyle() const { return style; }
+    void setStyle(int32 newStyle) { style = newStyle; }
+    bool isWrapAround() const { return (flags & kWrapAround) != 0; }
+    void setWrapAround(bool state);
+
     /** The object that edit messages go to; not counted, so the owner must outlive the value
         or clear itself. */
     FObject* getOwner() const { return owner; }
@@ -200,6 +216,7 @@ private:
     String name;
     int32 tag;
     uint32 flags = 0;
+    int32 style = kStylePlain;
     FObject* owner = nullptr;
 };
 

@@ -158,4 +158,11 @@ double UValueProxy::getDefault() const
     return target ? target->getDefault() : 0.0;
 }
 
+int32 UValueProxy::getStyle() const
+{
+    // Only a host value has a style; any other target is shown plain.
+    auto* value = dynamic_cast<const UValue*>(target);
+    return value ? value->getStyle() : kStylePlain;
+}
+
 } // namespace Quillmark

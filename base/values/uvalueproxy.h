@@ -45,6 +45,8 @@ public:
     double getMin() const override;
     double getMax() const override;
     double getDefault() const override;
+    /** The style of the target; plain without one. */
+    int32 getStyle() const override;
 
 private:
     void detach(bool releaseTarget);

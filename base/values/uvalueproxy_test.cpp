@@ -141,3 +141,18 @@ TEST(UValueProxy, AnswersTheProxyInterface)
     asProxy->release();
     proxy->release();
 }
+
+TEST(UValueProxy, AnswersTheStyleOfItsTarget)
+{
+    auto* toggle = new UIntValue("Power", 1, 0, 1, 0);
+    toggle->setStyle(UValue::kStyleToggle);
+    UValueProxy proxy("param0", 1);
+    // Without a target a control draws a plain value, whatever the proxy itself was given.
+    proxy.setStyle(UValue::kStyleDiscrete);
+    EXPECT_EQ(proxy.getStyle(), UValue::kStylePlain);
+    proxy.setTarget(toggle);
+    EXPECT_EQ(proxy.getStyle(), UValue::kStyleToggle);
+    toggle->setStyle(UValue::kStyleDiscrete);
+    EXPECT_EQ(proxy.getStyle(), UValue::kStyleDiscrete);
+    toggle->release();
+}

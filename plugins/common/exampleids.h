@@ -205,6 +205,31 @@ inline constexpr QelUid kQelGainTestsCid{0x1A2164EE, 0xE0F34E69, 0xB4A5972B, 0xD
 inline constexpr const char* kQelGainTestsName = "Qel Gain Tests";
 inline constexpr const char* kQelGainTestName = "Gain Parameter Mapping";
 
+// fx_info_records.so: classes that declare one of every record an information page shows.
+// "Info Records" is component and controller in one, with two event inputs (4 channels and 1),
+// a unit tree four levels deep, parameters of every kind, MIDI controller assignments, note
+// expressions and key switches; "Info No Controller" has no controller and no audio processor;
+// "Info Single Bus" has one event input of one channel and no units; "Info Empty" declares
+// nothing at all.
+inline constexpr const char* kInfoRecordsModule = "fx_info_records.so";
+inline constexpr QelUid kInfoRecordsCid{0x1F0A7E01, 0x3C5D4B22, 0x8E1F6A33, 0x9B2C7D01};
+inline constexpr const char* kInfoRecordsName = "Info Records";
+inline constexpr QelUid kInfoNoControllerCid{0x1F0A7E02, 0x3C5D4B22, 0x8E1F6A33, 0x9B2C7D02};
+inline constexpr const char* kInfoNoControllerName = "Info No Controller";
+inline constexpr QelUid kInfoSingleBusCid{0x1F0A7E03, 0x3C5D4B22, 0x8E1F6A33, 0x9B2C7D03};
+inline constexpr const char* kInfoSingleBusName = "Info Single Bus";
+inline constexpr QelUid kInfoEmptyCid{0x1F0A7E04, 0x3C5D4B22, 0x8E1F6A33, 0x9B2C7D04};
+inline constexpr const char* kInfoEmptyName = "Info Empty";
+// "Info Records" writes each beginEditFromHost and endEditFromHost as "b<id>" or "e<id>",
+// separated by blanks, into the text of its read-only parameter kInfoGestureLogParamId.
+inline constexpr uint32 kInfoGestureLogParamId = 17;
+// After a restart with kInfoRestartParamId set above 0.5 "Info Records" declares one parameter
+// fewer: its last one goes.
+inline constexpr uint32 kInfoRestartParamId = 11;
+// The note expression type whose value text throws.
+inline constexpr uint32 kInfoThrowingExpressionType = 100001;
+inline constexpr const char* kInfoThrowingExpressionMessage = "fixture note expression text";
+
 } // namespace Examples
 } // namespace Qel
 } // namespace Quillmark
