@@ -4,6 +4,7 @@
 #include "base/fmainloop.h"
 #include "conformity/testtreenames.h"
 #include "hosting/fcomponentregistry.h"
+#include "ui/plugininfowindow.h"
 #include "ui/unittestingwindow.h"
 
 #include <QAbstractButton>
@@ -26,8 +27,9 @@ QString qtText(const String& text)
 
 } // namespace
 
-MainWindow::MainWindow(TApplication& application, TestWindowOpener openTestWindow)
-    : application(application), openTestWindow(std::move(openTestWindow))
+MainWindow::MainWindow(TApplication& application, const SkinLoader& skins,
+                       TestWindowOpener openTestWindow)
+    : application(application), skins(skins), openTestWindow(std::move(openTestWindow))
 {
     setWindowTitle(QString::fromStdString(application.getApplicationName()));
     resize(960, 540);
@@ -36,7 +38,7 @@ MainWindow::MainWindow(TApplication& application, TestWindowOpener openTestWindo
 MainWindow* MainWindow::create(TApplication& application, const SkinLoader& skins,
                                TestWindowOpener openTestWindow, QString* error)
 {
-    auto* window = new MainWindow(application, std::move(openTestWindow));
+    auto* window = new MainWindow(application, skins, std::move(openTestWindow));
     if (!window->build(skins, error))
     {
         delete window;
@@ -59,6 +61,13 @@ bool MainWindow::build(const SkinLoader& skins, QString* error)
                 {
                     QTreeWidgetItem* item = classList ? classList->currentItem() : nullptr;
                     testClass(item ? item->text(0) : QString());
+                });
+    if (auto* button = form->findChild<QAbstractButton*>("showInformation"))
+        connect(button, &QAbstractButton::clicked, this,
+                [this]
+                {
+                    QTreeWidgetItem* item = classList ? classList->currentItem() : nullptr;
+                    showInformation(item ? item->text(0) : QString());
                 });
     if (auto* button = form->findChild<QAbstractButton*>("openTests"))
         connect(button, &QAbstractButton::clicked, this, [this] { openTestWindow(); });
@@ -138,6 +147,27 @@ void MainWindow::testClass(const QString& name)
     auto* window = qobject_cast<UnitTestingWindow*>(openTestWindow());
     if (window && !name.isEmpty())
         window->selectPath(std::string(TestTree::kGlobalInstance) + "/" + name.toStdString());
+}
+
+QWidget* MainWindow::showInformation(const QString& name)
+{
+    std::vector<FComponentDescription*> classes;
+    application.getRegistry().collectCategory(kAudioModuleClass, classes);
+    for (FComponentDescription* description : classes)
+        if (QString::fromStdString(description->getName().toUtf8()) == name)
+        {
+            QString error;
+            QWidget* window =
+                PluginInfoWindow::create(application.getRegistry(), *description, skins, &error);
+            if (!window)
+            {
+                QMessageBox::warning(this, windowTitle(), error);
+                return nullptr;
+            }
+            window->show();
+            return window;
+        }
+    return nullptr;
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)

@@ -33,16 +33,19 @@ public:
     QTreeWidget* getClassList() const { return classList; }
     /** Opens the test window with the class of that name selected. */
     void testClass(const QString& name);
+    /** Opens the information page of the class of that name; null when it cannot. */
+    QWidget* showInformation(const QString& name);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    MainWindow(TApplication& application, TestWindowOpener openTestWindow);
+    MainWindow(TApplication& application, const SkinLoader& skins, TestWindowOpener openTestWindow);
     bool build(const SkinLoader& skins, QString* error);
     void fillClassList();
 
     TApplication& application;
+    SkinLoader skins;
     TestWindowOpener openTestWindow;
     QTreeWidget* classList = nullptr;
 };

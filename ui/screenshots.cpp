@@ -1,6 +1,7 @@
 // Writes a picture of every window over the example plug-ins, as a person sees it, so that a
 // change to a window can be looked at without clicking through the program: the main window,
-// and the test window after a run of Qel Gain's general tests with that group selected.
+// the information pages of Qel Gain and Qel Synth, and the test window after a run of Qel Gain's
+// general tests with that group selected.
 // Usage: qel_screenshots OUTPUT-FOLDER MODULE-FOLDER
 #include "app/tapplication.h"
 #include "base/platform/paths.h"
@@ -64,6 +65,15 @@ int main(int argc, char* argv[])
         status = 0;
         if (!ui.getMainWindow() || !save(*ui.getMainWindow(), output, "main-window"))
             status = 1;
+        for (const char* name : {"Qel Gain", "Qel Synth"})
+        {
+            QWidget* info =
+                ui.getMainWindow() ? ui.getMainWindow()->showInformation(name) : nullptr;
+            const QString file = QString("info-") + QString(name).replace(' ', '-').toLower();
+            if (!info || !save(*info, output, file))
+                status = 1;
+            delete info;
+        }
         auto* tests = qobject_cast<UnitTestingWindow*>(ui.openTestWindow());
         const std::string group =
             "Global Instance/Qel Gain/Global Instance/QEL3 Conformity/General";
