@@ -1,6 +1,7 @@
 #include "app/commandline.h"
 
 #include "app/listjob.h"
+#include "app/midiinfojob.h"
 #include "app/testjob.h"
 #include "base/platform/paths.h"
 
@@ -44,6 +45,8 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             setJob(Job::kList, argument);
         else if (argument == "--test")
             setJob(Job::kTest, argument);
+        else if (argument == "--midi-info")
+            setJob(Job::kMidiInfo, argument);
         else if (argument == "--class")
         {
             belongsToTest(argument);
@@ -130,7 +133,7 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             result.folders.push_back(argument);
     }
     if (result.error.empty() && !result.folders.empty() && result.job != Job::kList &&
-        result.job != Job::kTest)
+        result.job != Job::kTest && result.job != Job::kMidiInfo)
         result.error = "a folder is given without a job: " + result.folders.front();
     if (result.error.empty() && !testOption.empty() && result.job != Job::kTest)
         result.error = testOption + " belongs to --test";
@@ -147,6 +150,7 @@ void printUsage(std::ostream& out)
            "       Qel3PluginTestHost --test [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
            "                          [--select PATH]... [--log FILE] [--junit FILE]\n"
            "                          [--isolate [--timeout SECONDS]] [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --midi-info FILE...\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -168,6 +172,11 @@ void printUsage(std::ostream& out)
            "                     class\n"
            "  --timeout SECONDS  with --isolate: the longest a test may go without progress\n"
            "                     before its process is killed (default 150)\n"
+           "  --midi-info        print what the host reads from each Standard MIDI File:\n"
+           "                     format, division, song name, tempo and signature maps,\n"
+           "                     and per track its name and events (position in quarter\n"
+           "                     notes, status, data), one per line; exit status 1 when\n"
+           "                     nothing could be read from a file\n"
            "  --verbose, -v      tell on stderr, for each module, whether it came from the\n"
            "                     cache or was loaded, and why a module was skipped\n"
            "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"
@@ -208,6 +217,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runListJob(commandLine, out, err);
     case CommandLine::Job::kTest:
         return runTestJob(commandLine, out, err);
+    case CommandLine::Job::kMidiInfo:
+        return runMidiInfoJob(commandLine, out, err);
     case CommandLine::Job::kNone:
         break;
     }

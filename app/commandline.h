@@ -18,6 +18,7 @@ struct CommandLine
         kVersion,
         kList,
         kTest,
+        kMidiInfo,
     };
 
     Job job = Job::kNone;
