@@ -4,6 +4,7 @@
 #include "midi/midifilewriter.h"
 #include "midi/midisong.h"
 #include "midi/minitempotrack.h"
+#include "midi/pmidievents.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -57,6 +58,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     tempo.setFollowSong(true);
     tempo.applyFirstEvents();
     tempo.getSeconds(end);
+
+    // The stored forms of sysex data and note context come from files too.
+    FMemoryStream chunkBytes(data, int64(size));
+    PSysexChunk chunk;
+    chunk.read(&chunkBytes);
+    FMemoryStream infoBytes(data, int64(size));
+    NoteContextInfo info;
+    info.read(&infoBytes);
 
     if (MidiTrackData* first = song.getTrackAt(0))
     {
