@@ -43,7 +43,6 @@ public:
 private:
     MidiSongData* midiSong = nullptr;
     MidiTrackData recordedTrack;
-    int16 flags = 0;
     int16 channelFilter = -1;
     std::string loadError;
 };

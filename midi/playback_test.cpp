@@ -393,6 +393,10 @@ TEST(PMidiFilterSetup, StoresItsSwitches)
     setup.setChannelStates(0xFFFF);
     setup.setControllerOn(64, true);
     setup.setControllerOn(200, true); // no such controller
+    setup.setState(122, 7);
+    setup.setState(123, 7); // past the array
+    EXPECT_EQ(setup.getState(122), 7);
+    EXPECT_EQ(setup.getState(123), 0);
     FAttributes attributes;
     setup.store(attributes);
     MidiSupport::PMidiFilterSetup back;

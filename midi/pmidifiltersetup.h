@@ -30,6 +30,16 @@ public:
     void setChannelStates(uint32 states) { channelStates = states; }
     bool isControllerOn(int32 controller) const;
     void setControllerOn(int32 controller, bool state);
+    /** One byte per message kind of the filter dialog; 0 outside the array. */
+    uint8 getState(int32 index) const
+    {
+        return index >= 0 && index < kStateCount ? states[index] : 0;
+    }
+    void setState(int32 index, uint8 value)
+    {
+        if (index >= 0 && index < kStateCount)
+            states[index] = value;
+    }
 
     /** Writes "filterStates", "channelStates" and "Controllers". */
     void store(FAttributes& attributes) const;

@@ -17,6 +17,7 @@ public:
 
     /** One tap at `timeMs` on a millisecond clock. */
     void tap(int64 timeMs);
+    using FObject::update;
     /** Works the taps so far into the tempo; called regularly. */
     void update();
 
