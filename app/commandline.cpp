@@ -74,6 +74,8 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
                 break;
             result.enableChanges.emplace_back(path, argument == "--enable");
         }
+        else if (argument == "--midi-info")
+            setJob(Job::kMidiInfo, argument);
         else if (argument == "--class")
         {
             belongsToTree(argument);
@@ -189,7 +191,8 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
     }
     if (result.error.empty() && !result.folders.empty() && result.job != Job::kList &&
         result.job != Job::kTest && result.job != Job::kListTests &&
-        result.job != Job::kTestSettings && result.job != Job::kInfo)
+        result.job != Job::kTestSettings && result.job != Job::kInfo &&
+        result.job != Job::kMidiInfo)
         result.error = "a folder is given without a job: " + result.folders.front();
     if (result.error.empty() && !testOption.empty() && result.job != Job::kTest)
         result.error = testOption + " belongs to --test";
@@ -225,6 +228,7 @@ void printUsage(std::ostream& out)
            "                          [--generic] [--config-dir DIR]\n"
            "       Qel3PluginTestHost (--enable PATH | --disable PATH)... [MODULE-OR-FOLDER...]\n"
            "                          [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --midi-info FILE...\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -266,6 +270,11 @@ void printUsage(std::ostream& out)
            "  --enable PATH, --disable PATH\n"
            "                     switch a node of the tree on or off in TestSettings.bin, for\n"
            "                     the runs that follow; may be repeated\n"
+           "  --midi-info        print what the host reads from each Standard MIDI File:\n"
+           "                     format, division, song name, tempo and signature maps,\n"
+           "                     and per track its name and events (position in quarter\n"
+           "                     notes, status, data), one per line; exit status 1 when\n"
+           "                     nothing could be read from a file\n"
            "  --verbose, -v      tell on stderr, for each module, whether it came from the\n"
            "                     cache or was loaded, and why a module was skipped\n"
            "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"

@@ -24,6 +24,7 @@ struct CommandLine
         kListTests,    // the tests a run would run, without making an instance
         kTestSettings, // --enable / --disable: change the stored enabled flags
         kInfo,         // the information page of each class
+        kMidiInfo,
     };
 
     Job job = Job::kNone;

@@ -3,6 +3,7 @@
 #include "app/commandline.h"
 #include "app/infojob.h"
 #include "app/listjob.h"
+#include "app/midiinfojob.h"
 #include "app/testjob.h"
 #include "app/testtreejobs.h"
 #include "base/platform/paths.h"
@@ -34,6 +35,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runTestJob(commandLine, out, err);
     case CommandLine::Job::kListTests:
         return runListTestsJob(commandLine, out, err);
+    case CommandLine::Job::kMidiInfo:
+        return runMidiInfoJob(commandLine, out, err);
     case CommandLine::Job::kInfo:
         return runInfoJob(commandLine, out, err);
     case CommandLine::Job::kTestSettings:

@@ -204,6 +204,7 @@ bool MidiFileReader::readFile(IBStream* input)
     stopReason.clear();
     stopOffset = -1;
     tracksRead = 0;
+    headerRead = false;
     currentTrack = nullptr;
     std::fill(std::begin(channelTracks), std::end(channelTracks), nullptr);
     runningStatus = 0;
@@ -231,6 +232,7 @@ bool MidiFileReader::readFile(IBStream* input)
         return stop("the header is cut short");
     if (!onHeader(header))
         return stop("the header was refused");
+    headerRead = true;
 
     bool complete = true;
     int32 parsed = 0;

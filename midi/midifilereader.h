@@ -48,6 +48,8 @@ public:
     /** Why and where the last read stopped early; empty after a complete read. */
     const std::string& getStopReason() const { return stopReason; }
     int64 getStopOffset() const { return stopOffset; }
+    /** True once the last read got past the header. */
+    bool wasHeaderRead() const { return headerRead; }
     /** MTrk chunks read in whole or in part by the last read. */
     int32 getTracksRead() const { return tracksRead; }
 
@@ -104,6 +106,7 @@ private:
     std::string stopReason;
     int64 stopOffset = -1;
     int32 tracksRead = 0;
+    bool headerRead = false;
 
     // State of the track being read.
     Track currentTrack = nullptr;

@@ -279,3 +279,20 @@ TEST(MidiSongReader, FormatZeroStaysOneTrackAndNamesTheSong)
     EXPECT_EQ(song.getTrackAt(0)->getEvents().getLastEvent()->getTime(), 1.0); // 40 of 40
     EXPECT_EQ(String(song.getHeader().name).toUtf8(), "Tune");
 }
+
+TEST(MidiFileReader, SplitSwitchGivesEachChannelOfFormatZeroItsTrack)
+{
+    SmfBuilder smf;
+    smf.header(0, 1, 96).track({0x00, 0x90, 60,   1,    0x00, 0x93, 61,   1,    0x10, 0x80,
+                                60,   0,    0x00, 0x83, 61,   0,    0x00, 0xFF, 0x2F, 0x00});
+    LoggingReader joined;
+    ASSERT_TRUE(parse(joined, smf.bytes));
+    EXPECT_EQ(joined.trackMade, 1);
+
+    LoggingReader split;
+    split.setSplitChannels(true);
+    ASSERT_TRUE(parse(split, smf.bytes));
+    EXPECT_EQ(split.log,
+              (Lines{"header 0 1 96", "midi 1 0 90 60 1", "midi 2 0 93 61 1", "midi 1 16 80 60 0",
+                     "midi 2 16 83 61 0", "close 1 16", "close 2 16"}));
+}

@@ -88,7 +88,7 @@ f.tracks.append(conductor)
 expected = []
 for index in (1, 2):
     t = mido.MidiTrack()
-    t.append(mido.MetaMessage('track_name', name='Part %d' % index, time=0))
+    t.append(mido.MetaMessage('track_name', name='Voice %d' % index, time=0))
     tick = 0
     for i in range(200):
         ch = random.randrange(16)
@@ -133,8 +133,8 @@ print('\n'.join(expected))
     EXPECT_EQ(read.song.getHeader().ticks, 384);
     EXPECT_EQ(read.events(), splitLines(expected));
     ASSERT_EQ(read.song.getTrackCount(), 2);
-    EXPECT_EQ(read.song.getTrackAt(0)->getName().toUtf8(), "Part 1");
-    EXPECT_EQ(read.song.getTrackAt(1)->getName().toUtf8(), "Part 2");
+    EXPECT_EQ(read.song.getTrackAt(0)->getName().toUtf8(), "Voice 1");
+    EXPECT_EQ(read.song.getTrackAt(1)->getName().toUtf8(), "Voice 2");
 
     const PEventQueue& tempos = read.tempo.getTempoEvents();
     ASSERT_EQ(tempos.count(), 2);

@@ -73,6 +73,9 @@ void MidiSongReader::onEnd()
 {
     // A format 0 file names the song in its track, after the header was handed on.
     std::copy(std::begin(getHeader().name), std::end(getHeader().name), song.getHeader().name);
+    // Once per file rather than per event: the tempo track is a process-wide service.
+    if (tempoTrack)
+        tempoTrack->raiseSongLength(song.getLastPosition());
 }
 
 MidiFileReader::Track MidiSongReader::getTrack(int32 channel)

@@ -1,5 +1,4 @@
 #include "midi/miditrackdata.h"
-#include "midi/minitempotrack.h"
 
 #include <thread>
 
@@ -34,8 +33,6 @@ void MidiTrackData::noteLater(double position)
 {
     if (position > lastPosition)
         lastPosition = position;
-    if (MiniTempoTrack* tempo = MiniTempoTrack::instance())
-        tempo->raiseSongLength(position);
 }
 
 void MidiTrackData::append(PMidiEvent* event)

@@ -35,7 +35,8 @@ public:
     void setName(const String& n) { name = n; }
     bool isDisabled() const { return disabled.load(); }
     void setDisabled(bool state) { disabled.store(state); }
-    /** The position of the latest event, in quarter notes. */
+    /** The position of the latest event, in quarter notes. Whoever fills the track hands it
+        on to the tempo track as the song's length. */
     double getLastPosition() const { return lastPosition; }
     const PEventQueue& getEvents() const { return events; }
     int32 getEventCount() const { return events.count(); }

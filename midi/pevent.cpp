@@ -155,7 +155,7 @@ void PMidiEvent::operator delete(void* p, size_t size)
 {
     if (!p || MidiEventPool::free(p))
         return;
-    ::operator delete(p, size);
+    ::operator delete(p);
 }
 
 } // namespace Quillmark
