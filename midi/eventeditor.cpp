@@ -1,7 +1,7 @@
 #include "midi/eventeditor.h"
 
-#include "base/uintvalues.h"
-#include "base/umenuvalue.h"
+#include "base/values/uintvalues.h"
+#include "base/values/umenuvalue.h"
 
 namespace Quillmark
 {

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "base/fstring.h"
-#include "base/uvaluecontainer.h"
+#include "base/values/uvaluecontainer.h"
 #include "midi/eventpattern.h"
 
 namespace Quillmark

@@ -1,8 +1,8 @@
 #include "midi/eventeditor.h"
 
-#include "base/uintvalues.h"
-#include "base/umenuvalue.h"
-#include "base/uvaluetesting.h"
+#include "base/values/uintvalues.h"
+#include "base/values/umenuvalue.h"
+#include "base/values/uvaluetesting.h"
 
 #include <gtest/gtest.h>
 
@@ -36,7 +36,7 @@ TEST(EventEditor, ValuesDriveThePlayerAndThePattern)
     EXPECT_EQ(player.getPattern().getStepLength(), 4.0);
 
     {
-        Testing::ChangeRecorder repaint(editor->getPatternView());
+        Quillmark::testing::ChangeRecorder repaint(editor->getPatternView());
         action->setIndex(2); // "No Pattern"
         for (int32 i = 0; i < 16; ++i)
             EXPECT_EQ(player.getPattern().getPitch(i), 0);
