@@ -1,5 +1,6 @@
 #include "app/commandline.h"
 
+#include "app/audiofilejob.h"
 #include "app/listjob.h"
 #include "app/testjob.h"
 #include "base/platform/paths.h"
@@ -104,6 +105,18 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             else
                 result.reportFd = std::atoi(value.c_str());
         }
+        else if (argument == "--audio-info")
+            setJob(Job::kAudioInfo, argument);
+        else if (argument == "--audio-convert")
+            setJob(Job::kAudioConvert, argument);
+        else if (argument == "--sample-format" || argument == "--sample-size" ||
+                 argument == "--sample-rate" || argument == "--file-type")
+        {
+            std::string value;
+            if (!takeValue(value))
+                break;
+            result.audioOptions.emplace_back(argument, value);
+        }
         else if (argument == "--help" || argument == "-h")
             setJob(Job::kHelp, argument);
         else if (argument == "--version")
@@ -130,7 +143,8 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             result.folders.push_back(argument);
     }
     if (result.error.empty() && !result.folders.empty() && result.job != Job::kList &&
-        result.job != Job::kTest)
+        result.job != Job::kTest && result.job != Job::kAudioInfo &&
+        result.job != Job::kAudioConvert)
         result.error = "a folder is given without a job: " + result.folders.front();
     if (result.error.empty() && !testOption.empty() && result.job != Job::kTest)
         result.error = testOption + " belongs to --test";
@@ -147,6 +161,9 @@ void printUsage(std::ostream& out)
            "       Qel3PluginTestHost --test [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
            "                          [--select PATH]... [--log FILE] [--junit FILE]\n"
            "                          [--isolate [--timeout SECONDS]] [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --audio-info FILE...\n"
+           "       Qel3PluginTestHost --audio-convert IN OUT [--sample-format int|float]\n"
+           "                          [--sample-size BITS] [--sample-rate HZ] [--file-type NAME]\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -172,6 +189,10 @@ void printUsage(std::ostream& out)
            "                     cache or was loaded, and why a module was skipped\n"
            "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"
            "                     $XDG_CONFIG_HOME/Qel3PluginTestHost\n"
+           "  --audio-info       print each audio file's type, its attributes (one\n"
+           "                     key<TAB>value line each) and the repairs its header needed\n"
+           "  --audio-convert    convert IN to OUT in the format given (default: IN's own);\n"
+           "                     the file type follows --file-type or OUT's extension\n"
            "  --help             show this text\n"
            "  --version          show the version\n"
            "\n"
@@ -208,6 +229,10 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runListJob(commandLine, out, err);
     case CommandLine::Job::kTest:
         return runTestJob(commandLine, out, err);
+    case CommandLine::Job::kAudioInfo:
+        return runAudioInfoJob(commandLine, out, err);
+    case CommandLine::Job::kAudioConvert:
+        return runAudioConvertJob(commandLine, out, err);
     case CommandLine::Job::kNone:
         break;
     }

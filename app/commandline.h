@@ -4,6 +4,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Quillmark
@@ -18,6 +19,8 @@ struct CommandLine
         kVersion,
         kList,
         kTest,
+        kAudioInfo,
+        kAudioConvert,
     };
 
     Job job = Job::kNone;
@@ -36,6 +39,8 @@ struct CommandLine
     // Given by an isolating run to its test processes only: what to run and where to report.
     std::string childUnit;
     int reportFd = -1;
+    // --audio-convert: the options of the target format, by option name ("--sample-rate").
+    std::vector<std::pair<std::string, std::string>> audioOptions;
     std::string error; // a usage error, naming the wrong argument
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;

@@ -61,7 +61,8 @@ int64 AudioConverter::getRequiredFrames(int64 frames, double targetRate, double 
     const double factor = targetRate / sourceRate;
     if (!quality)
         return int64(factor * double(frames + 10));
-    return int64(double(frames + 64) * factor) + 1;
+    // The filter's history may hold up to one side of taps on top of the new input.
+    return int64(double(frames + 2 * 64) * factor) + 2;
 }
 
 void AudioConverter::reset()
@@ -70,7 +71,8 @@ void AudioConverter::reset()
         rateConverter->reset();
 }
 
-bool AudioConverter::convert(const void* sourceData, void* targetData, int32& count, bool flush)
+bool AudioConverter::convert(const void* sourceData, void* targetData, int32& count, bool flush,
+                             int32 maxOutput)
 {
     SampleCoding sourceCoding, targetCoding;
     int32 sourceShift, targetShift;
@@ -86,7 +88,7 @@ bool AudioConverter::convert(const void* sourceData, void* targetData, int32& co
         if (convertSameRateDirect(sourceData, targetData, count))
             return true;
     }
-    return convertByChannel(sourceData, targetData, count, flush);
+    return convertByChannel(sourceData, targetData, count, flush, maxOutput);
 }
 
 bool AudioConverter::convertSameRateDirect(const void* sourceData, void* targetData, int32 count)
@@ -258,7 +260,7 @@ void AudioConverter::storeChannel(float* samples, void* data, int32 channel, int
 }
 
 bool AudioConverter::convertByChannel(const void* sourceData, void* targetData, int32& count,
-                                      bool flush)
+                                      bool flush, int32 maxOutput)
 {
     SampleCoding sourceCoding;
     int32 sourceShift;
@@ -297,7 +299,8 @@ bool AudioConverter::convertByChannel(const void* sourceData, void* targetData, 
             outputPointers[size_t(c)] = resampled[size_t(c)].data();
         }
         frames = rateConverter->process(inputPointers.data(), count, outputPointers.data(),
-                                        capacity, flush);
+                                        maxOutput >= 0 ? std::min(capacity, maxOutput) : capacity,
+                                        flush);
         channels = &resampled;
     }
 

@@ -57,8 +57,11 @@ public:
     /** Converts `count` frames from `sourceData` to `targetData`; `count` then holds the
         frames written. For the planar frame format a block is an array of channel pointers.
         With differing rates the target must hold getRequiredFrames(count) frames; `flush`
-        ends the stream and plays out the converter's history. False when no path exists. */
-    bool convert(const void* sourceData, void* targetData, int32& count, bool flush = false);
+        ends the stream and plays out the converter's history. With `maxOutput` at 0 or more,
+        no more frames than that are written; the converter keeps the rest for the next call.
+        False when no path exists. */
+    bool convert(const void* sourceData, void* targetData, int32& count, bool flush = false,
+                 int32 maxOutput = -1);
 
     /** Frames of output that `frames` of input can give at most, for sizing a target. */
     static int64 getRequiredFrames(int64 frames, double targetRate, double sourceRate,
@@ -79,7 +82,8 @@ public:
 private:
     bool convertSameRateDirect(const void* sourceData, void* targetData, int32 count);
     bool convertIntegerDirect(const void* sourceData, void* targetData, int32 count);
-    bool convertByChannel(const void* sourceData, void* targetData, int32& count, bool flush);
+    bool convertByChannel(const void* sourceData, void* targetData, int32& count, bool flush,
+                          int32 maxOutput);
     const uint8* sourceChannel(const void* data, int32 channel, int32 count);
     void storeChannel(float* samples, void* data, int32 channel, int32 count);
 
