@@ -33,8 +33,10 @@ void AudioAccessor::close()
 void AudioAccessor::setSampleSize(int32 bits)
 {
     sampleSize = bits;
+    // A frame wider than needed stays only as 24-bit samples in 32-bit containers.
     const int32 needed = channelCount * (bits / 8);
-    if (frameSize < needed || (frameSize > needed && bits != 24))
+    const bool wideContainers = bits == 24 && frameSize == channelCount * 4;
+    if (frameSize < needed || (frameSize > needed && !wideContainers))
         frameSize = needed;
 }
 

@@ -90,6 +90,22 @@ void AudioBlockBuffers::release(AudioBlockBuffers* entry)
         delete old;
 }
 
+void AudioBlockBuffers::forget(const AudioFile* file)
+{
+    AudioBlockBuffers* dropped = nullptr;
+    {
+        BlockList& list = blockList();
+        std::lock_guard<std::mutex> guard(list.mutex);
+        auto it = std::find_if(list.entries.begin(), list.entries.end(),
+                               [file](auto* e) { return e->file == file; });
+        if (it == list.entries.end())
+            return;
+        dropped = *it;
+        list.entries.erase(it);
+    }
+    delete dropped;
+}
+
 size_t AudioBlockBuffers::entryCount()
 {
     BlockList& list = blockList();

@@ -26,6 +26,9 @@ public:
     static AudioBlockBuffers* acquire(const AudioFile* file, IBStream* stream);
     /** Lowers the use count; unused entries beyond four are dropped, oldest first. */
     static void release(AudioBlockBuffers* entry);
+    /** Drops the entry of a file that goes away, so a later file at the same address never
+        finds its blocks. */
+    static void forget(const AudioFile* file);
     /** Entries in the global list, for tests. */
     static size_t entryCount();
 

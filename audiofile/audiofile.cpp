@@ -1,6 +1,7 @@
 #include "audiofile/audiofile.h"
 
 #include "audiofile/audioaccessor.h"
+#include "audiofile/audioblockbuffers.h"
 #include "audiofile/audiofilekeys.h"
 #include "audiofile/audiofiletypes.h"
 #include "base/flock.h"
@@ -23,6 +24,8 @@ AudioFile::AudioFile(const std::string& path)
 
 AudioFile::~AudioFile()
 {
+    // Every cached stream holds a reference, so the file's block cache is unused by now.
+    AudioBlockBuffers::forget(this);
     if (handler)
         handler->release();
     if (hasState(kTemporary) && !hasState(kRestored) && !hasState(kUnavailable) && !path.empty())
