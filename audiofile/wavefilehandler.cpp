@@ -1,5 +1,6 @@
 #include "audiofile/wavefilehandler.h"
 
+#include "audiofile/aixmlhandler.h"
 #include "audiofile/audiofile.h"
 #include "audiofile/audiofilekeys.h"
 #include "audiofile/audiofiletypes.h"
@@ -279,7 +280,14 @@ bool WaveFileHandler::readHeader(IBStream* stream, bool& found)
         {
             std::vector<uint8> text(size_t(std::min<int64>(size, 1 << 20)));
             if (!text.empty() && readAt(stream, body, text.data(), int32(text.size())))
-                a.setBuffer("iXML", text.data(), int64(text.size()));
+            {
+                // Writers pad the text with zeros or spaces; the parser sees the document.
+                size_t length = text.size();
+                while (length > 0 && (text[length - 1] == 0 || text[length - 1] == ' '))
+                    --length;
+                if (!AIXmlHandler::import(text.data(), length, a))
+                    file.addRepair("iXML text damaged; read as far as it goes");
+            }
         }
         position = body + size + (padded && (size & 1) ? 1 : 0);
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <immintrin.h>
 
 namespace Quillmark
 {
@@ -11,6 +12,7 @@ ALSampleRateConverter::ALSampleRateConverter(int32 channels, int32 quality)
 {
     taps = this->quality < 1 ? 16 : 16 << (this->quality - 1);
     history.assign(size_t(this->channels), std::vector<float>(size_t(kBufferSize + 2 * taps + 1)));
+    coefficients.assign(size_t(2 * taps), 0.f);
     setRates(inputRate, outputRate);
     reset();
 }
@@ -153,17 +155,29 @@ int32 ALSampleRateConverter::produce(float* const* output, int32 offset, int32 m
         const double leftIndex = fraction * kTableResolution;
         const int32 leftBase = int32(leftIndex);
         const float leftFrac = float(leftIndex - leftBase);
-        for (int32 c = 0; c < channels; ++c)
+        // The filter for this output, once for all channels, in history order: entry j
+        // weighs frame centre - taps + 1 + j.
+        float* c = coefficients.data();
+        for (int32 k = 0, i = leftBase; k < taps; ++k, i += kTableResolution)
+            c[taps - 1 - k] = t[i] + leftFrac * d[i];
+        for (int32 k = 0, i = rightBase; k < taps; ++k, i += kTableResolution)
+            c[taps + k] = t[i] + rightFrac * d[i];
+        const int32 first = centre - taps + 1;
+        for (int32 channel = 0; channel < channels; ++channel)
         {
-            const float* x = history[size_t(c)].data();
-            float sum = 0.f;
-            // Left side, the centre frame included: distance fraction + k.
-            for (int32 k = 0, i = leftBase; k < taps; ++k, i += kTableResolution)
-                sum += x[centre - k] * (t[i] + leftFrac * d[i]);
-            // Right side: distance (1 - fraction) + k.
-            for (int32 k = 0, i = rightBase; k < taps; ++k, i += kTableResolution)
-                sum += x[centre + 1 + k] * (t[i] + rightFrac * d[i]);
-            output[c][offset + produced] = sum * outputGain;
+            const float* x = history[size_t(channel)].data() + first;
+            // Four running sums; taps is a multiple of 8, so no tail is left.
+            __m128 sum0 = _mm_setzero_ps(), sum1 = _mm_setzero_ps();
+            for (int32 j = 0; j < 2 * taps; j += 8)
+            {
+                sum0 = _mm_add_ps(sum0, _mm_mul_ps(_mm_loadu_ps(x + j), _mm_loadu_ps(c + j)));
+                sum1 =
+                    _mm_add_ps(sum1, _mm_mul_ps(_mm_loadu_ps(x + j + 4), _mm_loadu_ps(c + j + 4)));
+            }
+            alignas(16) float lanes[4];
+            _mm_store_ps(lanes, _mm_add_ps(sum0, sum1));
+            output[channel][offset + produced] =
+                ((lanes[0] + lanes[1]) + (lanes[2] + lanes[3])) * outputGain;
         }
         ++produced;
         ++outputs;

@@ -76,6 +76,7 @@ private:
     void position(int64& frame, double& fraction) const;
     std::vector<float> table;
     std::vector<float> differences;
+    std::vector<float> coefficients; // the filter of the output being made
 };
 
 } // namespace Quillmark
