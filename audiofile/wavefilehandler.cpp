@@ -287,6 +287,7 @@ bool WaveFileHandler::readHeader(IBStream* stream, bool& found)
                     --length;
                 if (!AIXmlHandler::import(text.data(), length, a))
                     file.addRepair("iXML text damaged; read as far as it goes");
+                a.setInt(kChunkIXML, 1); // kept when the header is written again
             }
         }
         position = body + size + (padded && (size & 1) ? 1 : 0);
@@ -786,6 +787,7 @@ bool WaveFileHandler::updateHeader(IBStream* stream)
     int64 ds64Position = -1;
     int64 end = 0;
     int64 position = 0;
+    std::vector<Chunk> chunks;
     rf64 = false;
     for (int32 n = 0; n < 100000; ++n)
     {
@@ -874,6 +876,7 @@ bool WaveFileHandler::updateHeader(IBStream* stream)
             if (size >= kBextSize && !writeAt(stream, body, bext.data(), int32(size)))
                 return false;
         }
+        chunks.push_back({tag, position, size});
         if (body + size > fileSize && seenRiff && seenFmt && seenData)
         {
             end = fileSize;
@@ -883,6 +886,8 @@ bool WaveFileHandler::updateHeader(IBStream* stream)
         position = end + (padded && (size & 1) ? 1 : 0);
     }
     if (!(seenRiff && seenFmt && seenData))
+        return false;
+    if (getIntOr(a, kChunkIXML, 0) && !placeIXML(stream, chunks, end, padded))
         return false;
 
     uint8 word[4];
@@ -909,6 +914,89 @@ bool WaveFileHandler::updateHeader(IBStream* stream)
     bool ok = writeAt(stream, 4, word, 4);
     updateFileType();
     return ok;
+}
+
+bool WaveFileHandler::placeIXML(IBStream* stream, std::vector<Chunk>& chunks, int64& end,
+                                bool padded)
+{
+    std::string text = AIXmlHandler::render(file.attributes());
+    if (text.size() & 1)
+        text += ' '; // whole chunks stay at even offsets for readers that expect padding
+
+    // The old text becomes a filler of spaces, free for the new one or for later ones.
+    for (Chunk& chunk : chunks)
+    {
+        if (chunk.tag != kIXML)
+            continue;
+        uint8 header[4];
+        putLE32(header, kFAKE);
+        std::vector<uint8> spaces(size_t(chunk.size), ' ');
+        if (!writeAt(stream, chunk.position, header, 4) ||
+            (!spaces.empty() &&
+             !writeAt(stream, chunk.position + 8, spaces.data(), int32(spaces.size()))))
+            return false;
+        chunk.tag = kFAKE;
+    }
+    // Neighbouring fillers merge into one.
+    for (size_t i = 0; i + 1 < chunks.size();)
+    {
+        Chunk& a = chunks[i];
+        const Chunk& b = chunks[i + 1];
+        if (a.tag == kFAKE && b.tag == kFAKE && a.position + 8 + a.size == b.position)
+        {
+            a.size += 8 + b.size;
+            uint8 size[4];
+            putLE32(size, uint32(a.size));
+            if (!writeAt(stream, a.position + 4, size, 4))
+                return false;
+            chunks.erase(chunks.begin() + std::ptrdiff_t(i + 1));
+        }
+        else
+            ++i;
+    }
+    const int64 needed = int64(text.size());
+    Chunk* best = nullptr;
+    for (Chunk& chunk : chunks)
+        if (chunk.tag == kFAKE && chunk.size >= needed && (!best || chunk.size < best->size))
+            best = &chunk;
+
+    std::vector<uint8> bytes(8 + text.size());
+    putLE32(bytes.data(), kIXML);
+    std::memcpy(bytes.data() + 8, text.data(), text.size());
+    if (best)
+    {
+        int64 left = best->size - needed;
+        // A rest too small for a filler's header stays inside the text chunk as zeros.
+        int64 chunkSize = left >= 8 ? needed : best->size;
+        bytes.resize(size_t(8 + chunkSize), 0);
+        putLE32(bytes.data() + 4, uint32(chunkSize));
+        if (!writeAt(stream, best->position, bytes.data(), int32(bytes.size())))
+            return false;
+        if (left >= 8)
+        {
+            uint8 filler[8];
+            putLE32(filler, kFAKE);
+            putLE32(filler + 4, uint32(left - 8));
+            if (!writeAt(stream, best->position + 8 + chunkSize, filler, 8))
+                return false;
+        }
+        return true;
+    }
+    // No filler holds it: behind the last chunk, after a pad byte that an odd chunk needs.
+    int64 at = end;
+    if (at & 1)
+    {
+        uint8 zero = 0;
+        if (!writeAt(stream, at, &zero, 1))
+            return false;
+        ++at;
+    }
+    (void)padded;
+    putLE32(bytes.data() + 4, uint32(text.size()));
+    if (!writeAt(stream, at, bytes.data(), int32(bytes.size())))
+        return false;
+    end = at + int64(bytes.size());
+    return true;
 }
 
 AudioAccessStream* WaveFileHandler::createFile(int32 mode)
@@ -941,7 +1029,11 @@ void WaveFileHandler::copyAttributes(const FAttributes& source)
 {
     AudioFileHandler::copyAttributes(source);
     FAttributes& target = file.getAttributes();
-    for (const char* key : {kChunkBroadcast, kSignature, kBeats, kTempo, kRootKey, kTempoSync})
+    // The loop keys, and the iXML keys with the switch that writes them, so a converted
+    // recording keeps its slate.
+    for (const char* key : {kChunkBroadcast, kSignature, kBeats, kTempo, kRootKey, kTempoSync,
+                            kChunkIXML, "AudioScene", "AudioTake", "AudioReel", "AudioIXMLUser",
+                            "AudioIXMLFamilyUID", "MediaFrameRate"})
     {
         int64 i;
         double f;

@@ -57,6 +57,15 @@ private:
     void readAcid(IBStream* stream, int64 position, uint32 size);
     void readStructure(IBStream* stream, int64 position, uint32 size);
     std::vector<uint8> renderBroadcast(int64 historySize) const;
+    struct Chunk
+    {
+        uint32 tag;
+        int64 position;
+        int64 size;
+    };
+    /** Writes the iXML text into the smallest filler that holds it, or behind the last
+        chunk; the old text becomes a filler. */
+    bool placeIXML(IBStream* stream, std::vector<Chunk>& chunks, int64& end, bool padded);
     void updateFileType();
 
     int32 blockAlign = 1;
