@@ -242,6 +242,15 @@ int runAudioConvertJob(const CommandLine& commandLine, std::ostream& out, std::o
         else if (option == "--file-type")
             typeName = value;
     }
+    bool formatGiven = false, sizeGiven = false;
+    for (const auto& option : commandLine.audioOptions)
+    {
+        formatGiven = formatGiven || option.first == "--sample-format";
+        sizeGiven = sizeGiven || option.first == "--sample-size";
+    }
+    // A size alone asks for integers unless it is 32 and the input is float already.
+    if (sizeGiven && !formatGiven && sampleSize != 32)
+        sampleFormat = AudioConverter::kSigned;
     if (sampleFormat == AudioConverter::kFloat)
         sampleSize = 32;
     else if (sampleSize == 8)

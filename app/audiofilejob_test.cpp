@@ -124,6 +124,27 @@ TEST_F(AudioCommands, ConvertWritesTheFormatAskedForAndLeavesTheInputAlone)
     EXPECT_NE(std::string::npos, readFile(info).find("IEEE_FLOAT")) << readFile(info);
 }
 
+TEST_F(AudioCommands, ConvertBetweenWaveAndAiff)
+{
+    auto in = sox("float.aifc", "-r 48000 -c 2 -b 32 -e floating-point");
+    auto out = temp.file("out.aiff");
+    ProgramRun result = run({"--audio-convert", in, out, "--sample-size", "24"});
+    ASSERT_EQ(0, result.status) << result.err;
+    std::string info = temp.file("info.txt");
+    ASSERT_EQ(0,
+              std::system(("sndfile-info " + shellQuote(out) + " >" + shellQuote(info)).c_str()));
+    std::string text = readFile(info);
+    EXPECT_NE(std::string::npos, text.find("AIFF")) << text;
+    EXPECT_NE(std::string::npos, text.find("Sample Size : 24")) << text;
+    EXPECT_NE(std::string::npos, text.find("Frames      : 24000")) << text;
+
+    result = run({"--audio-info", out});
+    ASSERT_EQ(0, result.status) << result.err;
+    auto k = keys(result.out);
+    EXPECT_EQ("AIFF File", k["FileType"]);
+    EXPECT_EQ("1", k["AudioByteOrder"]);
+}
+
 TEST_F(AudioCommands, ConvertRefusesWhatItCannotDo)
 {
     auto in = sox("in.wav", "-r 44100 -c 1 -b 16");

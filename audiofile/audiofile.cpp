@@ -377,6 +377,14 @@ void AudioFile::setSpeakerArrangement(const ASpeakerArrangement& arrangement)
     markDirty();
 }
 
+void AudioFile::addMarkerPair(int64 start, int64 end)
+{
+    markerPairs.emplace_back(start, end);
+    if (hasState(kFirstMarkerTwice) && markerPairs.size() == 1)
+        markerPairs.emplace_back(start, end);
+    markDirty();
+}
+
 bool AudioFile::isValid()
 {
     if (hasState(kUnrecognised | kUnavailable))

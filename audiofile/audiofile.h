@@ -105,6 +105,12 @@ public:
     /** Marks the header dirty unless the handler is reading. */
     void markDirty();
 
+    /** Loop points from the file: pairs of start and end frames. With kFirstMarkerTwice set,
+        the first pair goes in twice (a sustain loop that is also the release loop). */
+    void addMarkerPair(int64 start, int64 end);
+    const std::vector<std::pair<int64, int64>>& getMarkerPairs() const { return markerPairs; }
+    void clearMarkerPairs() { markerPairs.clear(); }
+
     /** Repairs made while reading the header, in words for the user. */
     const std::vector<std::string>& getRepairs() const { return repairs; }
     void addRepair(const std::string& text) { repairs.push_back(text); }
@@ -130,6 +136,7 @@ private:
     FAttributes attrs;
     std::string path;
     std::vector<std::string> repairs;
+    std::vector<std::pair<int64, int64>> markerPairs;
 };
 
 } // namespace Quillmark

@@ -1,5 +1,6 @@
 #include "audiofile/audiofiletypes.h"
 
+#include "audiofile/aifffilehandler.h"
 #include "audiofile/wavefilehandler.h"
 
 #include <algorithm>
@@ -24,6 +25,7 @@ AudioFileTypes& AudioFileTypes::instance()
     {
         registered = true;
         WaveFileHandler::registerTypes();
+        AIFFFileHandler::registerTypes();
     }
     return *types;
 }
@@ -45,8 +47,11 @@ void AudioFileTypes::registerAudioFileType(const AudioFileType& type, AudioHandl
 
 void AudioFileTypes::addKnownType(const AudioFileType& type)
 {
-    if (!typeNamed(type.name))
-        types.push_back(type);
+    // A type may go by several extensions ("aif", "aiff"): one entry per extension.
+    for (const auto& known : types)
+        if (known.name == type.name && known.extension == type.extension)
+            return;
+    types.push_back(type);
 }
 
 void AudioFileTypes::registerSniffer(AudioSniffer sniffer)

@@ -49,11 +49,13 @@ public:
     };
     static Walk walkStructure(IBStream* stream, int64 fileSize, int32 alignment);
 
+    /** Reads a `bext` chunk's data into the file's tree; AIFF carries the same data. */
+    void readBroadcast(IBStream* stream, int64 position, uint32 size);
+
     QEL_DECLARE_CLASS(WaveFileHandler, AudioFileHandler)
 
 private:
     bool readFormat(IBStream* stream, int64 position, uint32 size);
-    void readBroadcast(IBStream* stream, int64 position, uint32 size);
     void readAcid(IBStream* stream, int64 position, uint32 size);
     void readStructure(IBStream* stream, int64 position, uint32 size);
     std::vector<uint8> renderBroadcast(int64 historySize) const;
