@@ -196,9 +196,12 @@ bool AIFFFileHandler::readHeader(IBStream* stream, bool& found)
                 a.setInt(kSampleFormat, 2);
             a.setInt(kFrameSize, channels * ((bits + 7) / 8));
             a.setInt(kSampleSize, (bits + 7) / 8 * 8);
-            ASpeakerArrangement arrangement;
-            defaultArrangementForChannels(channels, arrangement);
-            file.setSpeakerArrangement(arrangement);
+            if (channels <= kMaxSpeakerChannels)
+            {
+                ASpeakerArrangement arrangement;
+                defaultArrangementForChannels(channels, arrangement);
+                file.setSpeakerArrangement(arrangement);
+            }
         }
         else if (tag == kSSND && !seenSsnd)
         {

@@ -352,7 +352,8 @@ void AudioFile::getSpeakerArrangement(ASpeakerArrangement& arrangement)
         if (arrangement.count() > 0)
             return;
     }
-    defaultArrangementForChannels(getChannelCount(), arrangement);
+    if (getChannelCount() <= kMaxSpeakerChannels)
+        defaultArrangementForChannels(getChannelCount(), arrangement);
 }
 
 void AudioFile::setSpeakerArrangement(const ASpeakerArrangement& arrangement)

@@ -5,6 +5,9 @@
 namespace Quillmark::AudioKeys
 {
 
+/** Channel counts above this get no speaker list from a file's header. */
+inline constexpr int kMaxSpeakerChannels = 256;
+
 inline constexpr const char* kMediaType = "MediaType";
 inline constexpr const char* kFilePath = "FilePath";
 inline constexpr const char* kFileName = "FileName";

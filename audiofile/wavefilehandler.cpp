@@ -383,7 +383,12 @@ bool WaveFileHandler::readFormat(IBStream* stream, int64 position, uint32 size)
     }
 
     ASpeakerArrangement arrangement;
-    if (haveMask)
+    if (channels > kMaxSpeakerChannels)
+    {
+        // No speaker layout names this many channels; the list would only cost time.
+        a.setInt(kChannels, channels);
+    }
+    else if (haveMask)
     {
         arrangement.setFromWaveMask(mask);
         if (arrangement.count() == channels)
@@ -398,8 +403,11 @@ bool WaveFileHandler::readFormat(IBStream* stream, int64 position, uint32 size)
     }
     else
         defaultArrangementForChannels(channels, arrangement);
-    a.setInt(kChannels, channels);
-    file.setSpeakerArrangement(arrangement);
+    if (channels <= kMaxSpeakerChannels)
+    {
+        a.setInt(kChannels, channels);
+        file.setSpeakerArrangement(arrangement);
+    }
 
     if (formatTag != 1 && formatTag != 3 && formatTag != 0xFFFE)
     {
@@ -543,7 +551,8 @@ void WaveFileHandler::readAcid(IBStream* stream, int64 position, uint32 size)
     std::snprintf(signature, sizeof(signature), "%d/%d", numerator == 0 ? 4 : numerator,
                   numerator == 0 ? 4 : denominator);
     a.setString(kSignature, signature);
-    const int32 beats = numerator == 0 ? fieldBeats : int32(denominator * 0.25 * fieldBeats);
+    const double wideBeats = numerator == 0 ? double(fieldBeats) : denominator * 0.25 * fieldBeats;
+    const int32 beats = wideBeats > 0 && wideBeats < 2147483647.0 ? int32(wideBeats) : 0;
     if (beats > 0)
         a.setInt(kBeats, beats);
     double shownTempo = 120;
