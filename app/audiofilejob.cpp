@@ -138,6 +138,8 @@ void printAudioFileInfo(AudioFile& file, std::ostream& out)
 {
     file.ensureHeader();
     printTree(file.getAttributes(), "", out);
+    for (const auto& [start, end] : file.getMarkerPairs())
+        out << "Loop\t" << start << ' ' << end << '\n';
     for (const std::string& repair : file.getRepairs())
         out << "Repair\t" << escaped(repair) << '\n';
 }

@@ -279,6 +279,71 @@ TEST_F(WaveFiles, OddChunksReadRightWhetherPaddedOrNot)
     }
 }
 
+TEST_F(WaveFiles, ChunksOutOfOrderOrTwiceAreTolerated)
+{
+    // fmt behind data: the count is taken with the block align of 1 known then (40 frames
+    // for 40 bytes); the length check, by the block align read later, cuts it to the 32
+    // frames that the bytes from the data to the end of the file can hold.
+    auto late = temp.file("late.wav");
+    writeBytes(late, ChunkBuilder()
+                         .tag("RIFF")
+                         .u32(0)
+                         .tag("WAVE")
+                         .tag("data")
+                         .u32(40)
+                         .raw(rampSamples(20))
+                         .fmt(1, 44100, 16)
+                         .done());
+    auto file = openFile(late, false);
+    ASSERT_EQ(AudioFile::kStatusOk, file->getFileStatus());
+    EXPECT_EQ(32, intKey(*file, Keys::kFrameCount));
+    EXPECT_EQ(1u, file->getRepairs().size());
+
+    // A second fmt and a second data chunk are skipped.
+    auto twice = temp.file("twice.wav");
+    writeBytes(twice, ChunkBuilder()
+                          .tag("RIFF")
+                          .u32(0)
+                          .tag("WAVE")
+                          .fmt(1, 22050, 16)
+                          .fmt(2, 96000, 24)
+                          .tag("data")
+                          .u32(8)
+                          .raw(rampSamples(4))
+                          .tag("data")
+                          .u32(4)
+                          .raw(rampSamples(2))
+                          .done());
+    auto second = openFile(twice, false);
+    EXPECT_EQ(22050.0, second->getSampleRate());
+    EXPECT_EQ(1, second->getChannelCount());
+    EXPECT_EQ(4, second->getFrameCount());
+}
+
+TEST_F(WaveFiles, AmbisonicFilesReadAsFourQuadroChannels)
+{
+    const uint8 ambisonicPCM[16] = {1,    0,    0,    0,    0x21, 7, 0xD3, 0x11,
+                                    0x86, 0x44, 0xC8, 0xC1, 0xCA, 0, 0,    0};
+    ChunkBuilder b;
+    b.tag("RIFF").u32(0).tag("WAVE");
+    b.tag("fmt ").u32(40).u16(0xFFFE).u16(4).u32(48000).u32(48000 * 8).u16(8).u16(16).u16(22);
+    b.u16(16).u32(0).raw(std::vector<uint8>(ambisonicPCM, ambisonicPCM + 16));
+    b.tag("data").u32(16).raw(rampSamples(8));
+    auto path = temp.file("field.amb");
+    writeBytes(path, b.done());
+    auto file = openFile(path, false);
+    ASSERT_EQ(AudioFile::kStatusOk, file->getFileStatus());
+    EXPECT_EQ("B-Format 4 channels", textKey(*file, Keys::kInfo));
+    ASpeakerArrangement speakers;
+    file->getSpeakerArrangement(speakers);
+    ASpeakerArrangement quadro;
+    quadro.setFromWaveMask(0x33);
+    ASSERT_EQ(4, speakers.count());
+    for (int32 i = 0; i < 4; ++i)
+        EXPECT_EQ(quadro.idAt(i), speakers.idAt(i));
+    EXPECT_EQ(2, file->getFrameCount());
+}
+
 TEST_F(WaveFiles, RefuseWhatIsNoWaveFileAtAll)
 {
     auto notWave = temp.file("text.wav");
