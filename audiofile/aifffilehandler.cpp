@@ -522,14 +522,15 @@ bool AIFFFileHandler::updateHeader(IBStream* stream)
         }
         if (tag == kCOMM && size >= 18)
         {
-            std::vector<uint8> c(static_cast<size_t>(size));
+            // The fields up to the compression type; a longer chunk keeps the rest as it is.
+            std::vector<uint8> c(static_cast<size_t>(std::min<int64>(size, 22)));
             if (!readAt(stream, body, c.data(), int32(c.size())))
                 return false;
             putBE16(c.data(), uint32(intOr(a, kChannels, 1)));
             putBE32(c.data() + 2, storedFrames);
             putBE16(c.data() + 6, uint32(bits));
             writeExtended(rate, c.data() + 8);
-            if (formType == kAIFC && size >= 22)
+            if (formType == kAIFC && c.size() >= 22)
             {
                 const uint32 compression = be32(c.data() + 18);
                 if (compression == kSOWT || compression == kTWOS)

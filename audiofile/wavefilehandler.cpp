@@ -393,10 +393,10 @@ bool WaveFileHandler::readFormat(IBStream* stream, int64 position, uint32 size)
         arrangement.setFromWaveMask(mask);
         if (arrangement.count() == channels)
         {
-            if (!a.contains(kInfo))
-                a.setString(kInfo, (std::string("Configuration: ") +
-                                    getArrangementName(arrangement.classifyArrangement()))
-                                       .c_str());
+            // A layout without a name of its own gets no line.
+            const char8* name = getArrangementName(arrangement.classifyArrangement());
+            if (!a.contains(kInfo) && name)
+                a.setString(kInfo, (std::string("Configuration: ") + name).c_str());
         }
         else
             arrangement.setUnassignedChannels(channels);
