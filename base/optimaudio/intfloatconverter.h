@@ -99,8 +99,8 @@ protected:
     const IntFloatConverter& generic;
 };
 
-/** SSE2: adds the integer conversions (16 and 24 bits, little end first) in both directions
-    at a constant gain. */
+/** SSE2: adds the integer conversions (16 and 24 bits, little end first): to float at any
+    gain, from float at a constant gain. */
 class IntFloatConverterPIV : public IntFloatConverterPIII
 {
 public:

@@ -5,6 +5,7 @@
 
 #include "base/optimaudio/samplecodings.h"
 
+#include <cstring>
 #include <immintrin.h>
 
 namespace Quillmark
@@ -45,6 +46,27 @@ float IntFloatConverterPIII::fromFloatStereo(SampleCoding coding, float* left, f
 void IntFloatConverterPIV::toFloat(SampleCoding coding, const void* source, float* target,
                                    int32 count, float gain, int32 shift) const
 {
+    if (coding == SampleCoding::kInt24LE && count > 0)
+    {
+        // Four samples from four overlapping 32-bit loads: each puts its three bytes in the
+        // top of a word, and an arithmetic shift brings them down with their sign. The last
+        // load reaches one byte into the next sample, so the loop stops one sample early.
+        const uint8* in = static_cast<const uint8*>(source);
+        const __m128 scale = _mm_set1_ps(gain * 0x1p-23f);
+        int32 i = 0;
+        for (; i + 4 < count; i += 4)
+        {
+            uint32 w[4];
+            std::memcpy(&w[0], in + 3 * i, 4);
+            std::memcpy(&w[1], in + 3 * i + 3, 4);
+            std::memcpy(&w[2], in + 3 * i + 6, 4);
+            std::memcpy(&w[3], in + 3 * i + 9, 4);
+            __m128i words = _mm_set_epi32(int32(w[3]), int32(w[2]), int32(w[1]), int32(w[0]));
+            __m128i values = _mm_srai_epi32(_mm_slli_epi32(words, 8), 8);
+            _mm_storeu_ps(target + i, _mm_mul_ps(_mm_cvtepi32_ps(values), scale));
+        }
+        return generic.toFloat(coding, in + 3 * i, target + i, count - i, gain, shift);
+    }
     if (coding != SampleCoding::kInt16LE || count <= 0)
         return IntFloatConverterPIII::toFloat(coding, source, target, count, gain, shift);
     const int16* in = static_cast<const int16*>(source);
@@ -132,20 +154,20 @@ float IntFloatConverterPIV::fromFloat(SampleCoding coding, float* source, void* 
         const __m128 upper = _mm_set1_ps(2147483392.f), lower = _mm_set1_ps(-2147483648.f);
         const __m128i upperValue = _mm_set1_epi32(0x7FFFFF00),
                       lowerValue = _mm_set1_epi32(int32(0x80000000u));
-        alignas(16) int32 values[4];
-        for (; i + 4 <= count; i += 4)
+        alignas(16) uint32 values[4];
+        // Four-byte stores that overlap: each writes its three bytes and one that the next
+        // store overwrites, so the loop leaves the last sample to the tail.
+        for (; i + 4 < count; i += 4)
         {
             __m128 x = _mm_mul_ps(_mm_loadu_ps(source + i), g);
             peaks = _mm_max_ps(_mm_and_ps(x, absMask), peaks);
-            _mm_store_si128(reinterpret_cast<__m128i*>(values),
-                            quantize(x, upper, lower, upperValue, lowerValue));
-            for (int k = 0; k < 4; ++k)
-            {
-                uint8* p = out + 3 * (i + k);
-                p[0] = uint8(uint32(values[k]) >> 8);
-                p[1] = uint8(uint32(values[k]) >> 16);
-                p[2] = uint8(uint32(values[k]) >> 24);
-            }
+            __m128i quantized = quantize(x, upper, lower, upperValue, lowerValue);
+            _mm_store_si128(reinterpret_cast<__m128i*>(values), _mm_srli_epi32(quantized, 8));
+            uint8* p = out + 3 * i;
+            std::memcpy(p, &values[0], 4);
+            std::memcpy(p + 3, &values[1], 4);
+            std::memcpy(p + 6, &values[2], 4);
+            std::memcpy(p + 9, &values[3], 4);
             if (gain.clear)
                 _mm_storeu_ps(source + i, _mm_setzero_ps());
         }
