@@ -197,6 +197,18 @@ int runAudioConvertJob(const CommandLine& commandLine, std::ostream& out, std::o
         return kExitFailure;
     }
 
+    if (input->hasState(AudioFile::kCodecData))
+    {
+        int64 tag = 0;
+        if (FAttrList* codec = input->getAttributes().getList(AudioKeys::kCodecAttributes))
+            codec->getInt("FormatTag", tag);
+        char text[16];
+        std::snprintf(text, sizeof(text), "0x%04X", unsigned(tag));
+        err << "Qel3PluginTestHost: " << inPath << ": the audio is compressed (format tag " << text
+            << "), which is kept but not decoded\n";
+        return kExitFailure;
+    }
+
     // The target format: the input's own unless an option says otherwise.
     int32 sampleFormat = input->getSampleFormat();
     int32 sampleSize = input->getSampleSize();

@@ -160,6 +160,14 @@ TEST_F(AudioCommands, ConvertRefusesWhatItCannotDo)
     result = run({"--audio-convert", in, in});
     EXPECT_EQ(2, result.status);
 
+    auto adpcm = temp.file("adpcm.wav");
+    ASSERT_EQ(0, std::system(("sox -n -r 8000 -c 1 -e ms-adpcm " + shellQuote(adpcm) +
+                              " synth 0.1 sine 300 2>/dev/null")
+                                 .c_str()));
+    result = run({"--audio-convert", adpcm, out});
+    EXPECT_EQ(1, result.status);
+    EXPECT_NE(std::string::npos, result.err.find("compressed (format tag 0x0002)")) << result.err;
+
     auto notAudio = temp.file("notes.wav");
     writeFile(notAudio, "these are my notes, not a sound");
     result = run({"--audio-convert", notAudio, out});
