@@ -272,6 +272,46 @@ TEST_F(AiffFiles, WriteAiffAndFloatAifcThatLibsndfileReads)
     }
 }
 
+TEST_F(AiffFiles, CarryBroadcastAndIXMLMetadata)
+{
+    auto path = temp.file("slate.aiff");
+    {
+        auto* file = new AudioFile(path);
+        file->setDefaultAttributes();
+        file->setChannelCount(1);
+        FAttributes& a = file->getAttributes();
+        a.setInt(Keys::kChunkBroadcast, 1);
+        a.setString(Keys::kBWFDescription, "boom only");
+        a.setInt(Keys::kChunkIXML, 1);
+        a.setString("AudioScene", "44B");
+        std::unique_ptr<AudioAccessStream> stream(file->createFile());
+        ASSERT_TRUE(stream);
+        std::vector<int16> samples(300, 0x0102);
+        EXPECT_EQ(300, stream->write(300, samples.data()));
+        stream.reset();
+        file->release();
+    }
+    std::string info;
+    ASSERT_EQ(0, runTool(std::string(SNDFILE_INFO_PROGRAM) + " " + shellQuoted(path), &info));
+    EXPECT_NE(std::string::npos, info.find("Frames      : 300")) << info;
+    auto file = openFile(path);
+    String text;
+    EXPECT_TRUE(file->getAttributes().getString(Keys::kBWFDescription, text));
+    EXPECT_EQ("boom only", text.toUtf8());
+    EXPECT_TRUE(file->getAttributes().getString("AudioScene", text));
+    EXPECT_EQ("44B", text.toUtf8());
+    EXPECT_EQ(300, file->getFrameCount());
+    // Written again, the text goes into the room of the one before: no growth.
+    ASSERT_TRUE(file->getHandler()->updateFile());
+    const size_t size = readBytes(path).size();
+    ASSERT_TRUE(file->getHandler()->updateFile());
+    EXPECT_EQ(size, readBytes(path).size());
+    auto again = openFile(path);
+    EXPECT_TRUE(again->getAttributes().getString("AudioScene", text));
+    EXPECT_EQ("44B", text.toUtf8());
+    EXPECT_EQ(300, again->getFrameCount());
+}
+
 TEST(AiffExtended, SampleRatesSurviveTheEightyBitForm)
 {
     for (double rate : {8000.0, 22050.0, 44100.0, 48000.0, 96000.0, 44100.0 * 1000 / 1001})

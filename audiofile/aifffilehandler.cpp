@@ -447,7 +447,14 @@ bool AIFFFileHandler::writeHeader(IBStream* stream)
     }
     // AIFF-C readers expect the format version chunk; its one value is fixed by the format.
     const int64 fver = aifc ? 12 : 0;
-    int64 sum = 12 + fver + 8 + int64(comm.size()) + 16;
+    std::vector<uint8> bext;
+    if (intOr(a, kChunkBroadcast, 0))
+    {
+        WaveFileHandler broadcast(file);
+        bext = broadcast.renderBroadcast(-1);
+    }
+    const int64 bextChunk = bext.empty() ? 0 : 8 + 4 + int64(bext.size()) + (bext.size() & 1);
+    int64 sum = 12 + fver + 8 + int64(comm.size()) + bextChunk + 16;
     int64 anno = 0;
     if (sum % 4 != 0)
         anno = 8 + (4 - sum % 4);
@@ -479,6 +486,16 @@ bool AIFFFileHandler::writeHeader(IBStream* stream)
         tag(kANNO, uint32(anno - 8));
         h.insert(h.end(), size_t(anno - 8), 0);
     }
+    if (!bext.empty())
+    {
+        tag(kAPPL, uint32(4 + bext.size()));
+        uint8 signature[4];
+        putBE32(signature, kBEXT);
+        h.insert(h.end(), signature, signature + 4);
+        h.insert(h.end(), bext.begin(), bext.end());
+        if (bext.size() & 1)
+            h.push_back(0);
+    }
     tag(kSSND, 8);
     h.insert(h.end(), 8, 0);
     dataOffset = int64(h.size());
@@ -499,6 +516,13 @@ bool AIFFFileHandler::updateHeader(IBStream* stream)
     int64 position = 0, end = 0;
     bool previousOdd = false;
     uint32 formType = 0;
+    struct Chunk
+    {
+        uint32 tag;
+        int64 position;
+        int64 size;
+    };
+    std::vector<Chunk> chunks;
     for (int32 n = 0; n < 100000; ++n)
     {
         uint8 header[8];
@@ -553,9 +577,58 @@ bool AIFFFileHandler::updateHeader(IBStream* stream)
             previousOdd = (ssndSize & 1) != 0;
             continue;
         }
+        chunks.push_back({tag, position, size});
         end = body + size;
         position = end;
         previousOdd = (size & 1) != 0;
+    }
+    if (intOr(a, kChunkIXML, 0))
+    {
+        // The old text becomes a filler of spaces; the new one goes into the first filler
+        // that holds it, or behind the last chunk.
+        std::string text = AIXmlHandler::render(a);
+        if (text.size() & 1)
+            text += ' ';
+        const int64 needed = int64(text.size());
+        int64 place = -1, room = 0;
+        for (const auto& [chunkTag, chunkPosition, chunkSize] : chunks)
+        {
+            if (chunkTag == kIXML)
+            {
+                uint8 fake[4];
+                putBE32(fake, tagBE("Fake"));
+                std::vector<uint8> spaces(static_cast<size_t>(chunkSize), ' ');
+                if (!writeAt(stream, chunkPosition, fake, 4) ||
+                    (!spaces.empty() &&
+                     !writeAt(stream, chunkPosition + 8, spaces.data(), int32(spaces.size()))))
+                    return false;
+            }
+            if ((chunkTag == kIXML || chunkTag == tagBE("Fake")) && place < 0 &&
+                (chunkSize == needed || chunkSize >= needed + 8))
+            {
+                place = chunkPosition;
+                room = chunkSize;
+            }
+        }
+        std::vector<uint8> bytes(8 + text.size());
+        putBE32(bytes.data(), kIXML);
+        putBE32(bytes.data() + 4, uint32(needed));
+        std::memcpy(bytes.data() + 8, text.data(), text.size());
+        if (place < 0)
+        {
+            place = end + (end & 1);
+            end = place + 8 + needed;
+        }
+        if (!writeAt(stream, place, bytes.data(), int32(bytes.size())))
+            return false;
+        if (room > needed)
+        {
+            uint8 filler[8];
+            putBE32(filler, tagBE("Fake"));
+            putBE32(filler + 4, uint32(room - needed - 8));
+            if (!writeAt(stream, place + 8 + needed, filler, 8))
+                return false;
+        }
     }
     uint8 total[4];
     putBE32(total, uint32(std::max<int64>(end, 8) - 8));

@@ -49,6 +49,9 @@ public:
     };
     static Walk walkStructure(IBStream* stream, int64 fileSize, int32 alignment);
 
+    /** The data of a `bext` chunk from the file's tree; a history size below 0 takes the
+        whole coding history, at least 200 bytes. AIFF carries the same data. */
+    std::vector<uint8> renderBroadcast(int64 historySize) const;
     /** Reads a `bext` chunk's data into the file's tree; AIFF carries the same data. */
     void readBroadcast(IBStream* stream, int64 position, uint32 size);
 
@@ -58,7 +61,6 @@ private:
     bool readFormat(IBStream* stream, int64 position, uint32 size);
     void readAcid(IBStream* stream, int64 position, uint32 size);
     void readStructure(IBStream* stream, int64 position, uint32 size);
-    std::vector<uint8> renderBroadcast(int64 historySize) const;
     struct Chunk
     {
         uint32 tag;
