@@ -5,6 +5,7 @@
 #include "audiofile/audiofilekeys.h"
 #include "audiofile/audiofiletypes.h"
 #include "base/flock.h"
+#include "base/fstreamer.h"
 #include "base/fstreams.h"
 #include "base/platform/files.h"
 
@@ -384,6 +385,92 @@ void AudioFile::addMarkerPair(int64 start, int64 end)
     if (hasState(kFirstMarkerTwice) && markerPairs.size() == 1)
         markerPairs.emplace_back(start, end);
     markDirty();
+}
+
+void AudioFile::restore(const std::string& newPath, int64 frames, int64 sampleSize, int64 frameSize,
+                        int64 channels, double rate, int64 format, int64 byteOrder)
+{
+    setPath(newPath);
+    ensureHeader();
+    if (hasState(kUnavailable | kUnrecognised))
+    {
+        attrs.setInt(kFrameCount, frames);
+        attrs.setInt(kSampleSize, sampleSize);
+        attrs.setInt(kFrameSize, frameSize);
+        attrs.setInt(kChannels, channels);
+        attrs.setFloat(kSampleRate, rate);
+        attrs.setInt(kSampleFormat, format >> 16);
+        attrs.setInt(kFrameFormat, format & 0xFFFF);
+        attrs.setInt(kByteOrder, byteOrder);
+    }
+    setState(kDirty, false);
+    setState(kRestored, true);
+}
+
+bool AudioFile::write(FStreamer& streamer)
+{
+    return streamer.writeInt64(getFrameCount()) && streamer.writeInt16(int16(getSampleSize())) &&
+           streamer.writeInt16(int16(getFrameSize())) &&
+           streamer.writeInt16(int16(getChannelCount())) &&
+           streamer.writeFloat(float(getSampleRate())) && streamer.writeString8(path.c_str());
+}
+
+bool AudioFile::read(FStreamer& streamer)
+{
+    int64 frames = 0;
+    int16 sampleSize = 16, frameSize = 2, channels = 1;
+    float rate = 44100;
+    String storedPath;
+    if (!streamer.readInt64(frames) || !streamer.readInt16(sampleSize) ||
+        !streamer.readInt16(frameSize) || !streamer.readInt16(channels) ||
+        !streamer.readFloat(rate) || !streamer.readString8(storedPath))
+        return false;
+    restore(storedPath.toUtf8(), frames, sampleSize, frameSize, channels, rate,
+            int64(sampleSize > 8 ? 1 : 0) << 16, 0);
+    return true;
+}
+
+void AudioFile::storeAttributes(FAttributes& tree)
+{
+    tree.setString("FPath", path.c_str());
+    tree.setInt("FrameCount", getFrameCount());
+    tree.setInt("Sample Size", getSampleSize());
+    tree.setInt("Frame Size", getFrameSize());
+    if (attrs.contains(kChannelList))
+    {
+        ASpeakerArrangement arrangement;
+        getSpeakerArrangement(arrangement);
+        arrangement.storeAttributes(*tree.setList("SpeakerArr"));
+    }
+    else
+        tree.setInt("Channels", getChannelCount());
+    tree.setFloat("Rate", getSampleRate());
+    tree.setInt("Format", int64(getSampleFormat()) * 65536 + getFrameFormat());
+    tree.setInt("ByteOrder", getByteOrder());
+    tree.setInt("DataOffset", handler ? handler->getDataOffset() : 0);
+}
+
+void AudioFile::restoreAttributes(const FAttributes& tree)
+{
+    String storedPath;
+    tree.getString("FPath", storedPath);
+    int64 frames = 0, sampleSize = 16, frameSize = 2, channels = 1, format = 1 << 16, order = 0;
+    double rate = 44100;
+    tree.getInt("FrameCount", frames);
+    tree.getInt("Sample Size", sampleSize);
+    tree.getInt("Frame Size", frameSize);
+    if (FAttrList* speakers = tree.getList("SpeakerArr"))
+    {
+        ASpeakerArrangement arrangement;
+        arrangement.restoreAttributes(*speakers);
+        channels = arrangement.count();
+    }
+    else
+        tree.getInt("Channels", channels);
+    tree.getFloat("Rate", rate);
+    tree.getInt("Format", format);
+    tree.getInt("ByteOrder", order);
+    restore(storedPath.toUtf8(), frames, sampleSize, frameSize, channels, rate, format, order);
 }
 
 bool AudioFile::isValid()

@@ -15,6 +15,7 @@ namespace Quillmark
 
 class AudioAccessor;
 class FLock;
+class FStreamer;
 
 class AudioFile : public CmObject
 {
@@ -98,6 +99,14 @@ public:
         the file cannot be opened. The caller owns it. */
     AudioAccessor* createAccessor(int32 mode = kAudioModeRead);
 
+    // Kept in a project: what the file was, so the project opens even when the file is gone.
+    // Reading takes the header from the file itself when it can; the stored values stand in
+    // only for a file that is missing or unreadable.
+    bool write(FStreamer& streamer);
+    bool read(FStreamer& streamer);
+    void storeAttributes(FAttributes& tree);
+    void restoreAttributes(const FAttributes& tree);
+
     // State word.
     uint16 getState() const { return state; }
     bool hasState(uint16 bits) const { return (state & bits) != 0; }
@@ -125,6 +134,8 @@ public:
 
 private:
     void chooseHandler();
+    void restore(const std::string& newPath, int64 frames, int64 sampleSize, int64 frameSize,
+                 int64 channels, double rate, int64 format, int64 byteOrder);
     void recomputeFrameSize();
     int64 intOr(const char* key, int64 fallback) const;
 

@@ -4,6 +4,8 @@
 #include "audiofile/audiofile.h"
 #include "audiofile/audiofilekeys.h"
 #include "audiofile/audiotestsupport.h"
+#include "base/fstreamer.h"
+#include "base/fstreams.h"
 #include "base/optimaudio/audiokernels.h"
 
 #include <gtest/gtest.h>
@@ -222,6 +224,45 @@ TEST_F(AudioFileModel, ChannelAndSizeSettersKeepTheFrameSizeInStep)
     accessor->setSampleSize(24);
     accessor->setChannelCount(2);
     EXPECT_EQ(6, accessor->getFrameSize());
+}
+
+TEST_F(AudioFileModel, AProjectKeepsWhatItKnewOfAFileThatWentAway)
+{
+    auto path = rampFile(temp, "kept.wav", 4410, 22050);
+    FAttributes tree;
+    auto* memory = new FMemoryStream;
+    {
+        auto file = open(path);
+        ASSERT_TRUE(file->isValid());
+        file->storeAttributes(tree);
+        FStreamer streamer(memory);
+        ASSERT_TRUE(file->write(streamer));
+    }
+    // While the file is there, it speaks for itself, whatever the project says.
+    tree.setInt("FrameCount", 1);
+    auto present = open(path);
+    present->restoreAttributes(tree);
+    EXPECT_EQ(4410, present->getFrameCount());
+    EXPECT_TRUE(present->hasState(AudioFile::kRestored));
+
+    std::filesystem::remove(path);
+    tree.setInt("FrameCount", 4410);
+    auto missing = open(path);
+    missing->restoreAttributes(tree);
+    EXPECT_EQ(4410, missing->getFrameCount());
+    EXPECT_EQ(22050.0, missing->getSampleRate());
+    EXPECT_EQ(1, missing->getChannelCount());
+    EXPECT_EQ(AudioFile::kStatusMissing, missing->getFileStatus());
+
+    memory->seek(0, IBStream::kIBSeekSet);
+    FStreamer streamer(memory);
+    auto fromBinary = open(temp.file("other.wav"));
+    ASSERT_TRUE(fromBinary->read(streamer));
+    EXPECT_EQ(path, fromBinary->getPath());
+    EXPECT_EQ(4410, fromBinary->getFrameCount());
+    EXPECT_EQ(22050.0, fromBinary->getSampleRate());
+    EXPECT_EQ(2, fromBinary->getFrameSize());
+    memory->release();
 }
 
 TEST_F(AudioFileModel, HeadersOfManyFilesReadFromManyThreadsAgree)
