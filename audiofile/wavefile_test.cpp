@@ -81,6 +81,18 @@ std::vector<float> soxFloats(const std::string& path, const std::string& rawPath
     return floats;
 }
 
+Owned<AudioFile> newFile(const std::string& path, int32 channels, int32 bits, int32 format,
+                         double rate)
+{
+    auto file = openFile(path);
+    file->setDefaultAttributes();
+    file->setChannelCount(channels);
+    file->setSampleFormat(format);
+    file->setSampleSize(bits);
+    file->setSampleRate(rate);
+    return file;
+}
+
 class WaveFiles : public ::testing::Test
 {
 protected:
@@ -342,6 +354,20 @@ TEST_F(WaveFiles, AmbisonicFilesReadAsFourQuadroChannels)
     for (int32 i = 0; i < 4; ++i)
         EXPECT_EQ(quadro.idAt(i), speakers.idAt(i));
     EXPECT_EQ(2, file->getFrameCount());
+
+    // Written as .amb, the file says B-format again.
+    auto written = temp.file("written.amb");
+    {
+        auto out = newFile(written, 4, 24, 1, 48000);
+        std::unique_ptr<AudioAccessStream> stream(out->createFile());
+        ASSERT_TRUE(stream);
+        std::vector<uint8> silence(12 * 10);
+        EXPECT_EQ(10, stream->write(10, silence.data()));
+    }
+    auto back = openFile(written, false);
+    EXPECT_EQ("B-Format 4 channels", textKey(*back, Keys::kInfo));
+    EXPECT_EQ(10, back->getFrameCount());
+    EXPECT_EQ(24, back->getSampleSize());
 }
 
 TEST_F(WaveFiles, RefuseWhatIsNoWaveFileAtAll)
@@ -439,18 +465,6 @@ TEST_F(WaveFiles, KeepTheDescriptionOfACodecTheyDoNotDecode)
 
 // ---------------------------------------------------------------------------------------------
 // Writing
-
-Owned<AudioFile> newFile(const std::string& path, int32 channels, int32 bits, int32 format,
-                         double rate)
-{
-    auto file = openFile(path);
-    file->setDefaultAttributes();
-    file->setChannelCount(channels);
-    file->setSampleFormat(format);
-    file->setSampleSize(bits);
-    file->setSampleRate(rate);
-    return file;
-}
 
 TEST_F(WaveFiles, WriteFilesThatLibsndfileAndOurReaderAgreeOn)
 {

@@ -694,7 +694,16 @@ bool WaveFileHandler::writeHeader(IBStream* stream)
         if (getIntOr(a, kSampleFormat, 1) != 2)
             a.setInt(kSampleFormat, 1);
     }
-    if (channels > 2 && !a.contains(kNoWaveExtensible))
+    if (file.getFileTypeName() == kAmbisonicType)
+    {
+        // B-format: the ambisonic sub-format, and no speaker mask, for the channels are no
+        // speakers but the components of a sound field.
+        tag = 0xFFFE;
+        extra.assign(22, 0);
+        putLE16(extra.data(), uint16(bits));
+        std::memcpy(extra.data() + 6, bits == 32 ? kSubFormatAmbiFloat : kSubFormatAmbiPCM, 16);
+    }
+    else if (channels > 2 && !a.contains(kNoWaveExtensible))
     {
         ASpeakerArrangement arrangement;
         file.getSpeakerArrangement(arrangement);
