@@ -312,6 +312,50 @@ TEST_F(AiffFiles, CarryBroadcastAndIXMLMetadata)
     EXPECT_EQ(300, again->getFrameCount());
 }
 
+TEST_F(AiffFiles, WriteSlicesThatReadBack)
+{
+    auto path = temp.file("sliced.aiff");
+    {
+        auto* file = new AudioFile(path);
+        file->setDefaultAttributes();
+        FAttributes& a = file->getAttributes();
+        a.setFloat(Keys::kTempo, 98.5);
+        a.setFloat(Keys::kPPQBase, 480);
+        FSubList* slices = a.setSubList(Keys::kREXSliceList);
+        for (int64 i = 0; i < 3; ++i)
+        {
+            FAttrList* slice = slices->add();
+            slice->setInt(Keys::kMarkerStart, i * 100);
+            slice->setInt(Keys::kMarkerEnd, i * 100 + 99);
+            slice->setInt(Keys::kMarkerRefTime, i * 480);
+        }
+        std::unique_ptr<AudioAccessStream> stream(file->createFile());
+        ASSERT_TRUE(stream);
+        // Raw frames go in the file's own byte order; 0x0707 reads the same either way.
+        std::vector<int16> samples(300, 0x0707);
+        EXPECT_EQ(300, stream->write(300, samples.data()));
+        stream.reset();
+        file->release();
+    }
+    EXPECT_EQ(0u, readBytes(path).size() % 2);
+    auto file = openFile(path);
+    EXPECT_EQ(300, file->getFrameCount());
+    double tempo = 0;
+    EXPECT_TRUE(file->getAttributes().getFloat(Keys::kTempo, tempo));
+    EXPECT_EQ(98.5, tempo);
+    FSubList* slices = file->getAttributes().getSubList(Keys::kREXSliceList);
+    ASSERT_TRUE(slices);
+    ASSERT_EQ(3, slices->count());
+    int64 end = 0, ref = 0;
+    slices->at(2)->getInt(Keys::kMarkerEnd, end);
+    slices->at(2)->getInt(Keys::kMarkerRefTime, ref);
+    EXPECT_EQ(299, end);
+    EXPECT_EQ(960, ref);
+    std::vector<float> samples = readAllFloats(*file);
+    ASSERT_EQ(300u, samples.size());
+    EXPECT_EQ(float(0x0707) / 32768, samples[299]);
+}
+
 TEST(AiffExtended, SampleRatesSurviveTheEightyBitForm)
 {
     for (double rate : {8000.0, 22050.0, 44100.0, 48000.0, 96000.0, 44100.0 * 1000 / 1001})

@@ -454,7 +454,33 @@ bool AIFFFileHandler::writeHeader(IBStream* stream)
         bext = broadcast.renderBroadcast(-1);
     }
     const int64 bextChunk = bext.empty() ? 0 : 8 + 4 + int64(bext.size()) + (bext.size() & 1);
-    int64 sum = 12 + fver + 8 + int64(comm.size()) + bextChunk + 16;
+    // Slices travel in the REX application chunk: a fixed head, then three numbers a slice.
+    std::vector<uint8> rex;
+    if (FSubList* slices = a.getSubList(kREXSliceList))
+    {
+        const int32 count = std::min<int32>(slices->count(), 0xFFFF);
+        rex.assign(size_t(4 * (3 * count + 255)), 0);
+        putBE32(rex.data(), kREXMagic);
+        putBE16(rex.data() + 4, 999);
+        putBE16(rex.data() + 10, uint32(count));
+        double tempo = 120, ppq = 960;
+        a.getFloat(kTempo, tempo);
+        a.getFloat(kPPQBase, ppq);
+        putBE32(rex.data() + 12, uint32(std::llround(tempo * 1000)));
+        putBE32(rex.data() + 16, uint32(ppq + 0.5));
+        for (int32 i = 0; i < count; ++i)
+        {
+            uint8* slice = rex.data() + 12 + 8 + 996 + 12 * i;
+            FAttrList* marker = slices->at(i);
+            putBE32(slice, uint32(intOr(*marker, kMarkerStart, 0)));
+            putBE32(slice + 4, uint32(intOr(*marker, kMarkerEnd, 0)));
+            putBE32(slice + 8, uint32(intOr(*marker, kMarkerRefTime, 0)));
+        }
+        rex.resize(size_t(12 + 8 + 996 + 12 * count));
+        file.setUserReadOnly(false);
+    }
+    const int64 rexChunk = rex.empty() ? 0 : 8 + 4 + int64(rex.size());
+    int64 sum = 12 + fver + 8 + int64(comm.size()) + rexChunk + bextChunk + 16;
     int64 anno = 0;
     if (sum % 4 != 0)
         anno = 8 + (4 - sum % 4);
@@ -485,6 +511,14 @@ bool AIFFFileHandler::writeHeader(IBStream* stream)
     {
         tag(kANNO, uint32(anno - 8));
         h.insert(h.end(), size_t(anno - 8), 0);
+    }
+    if (!rex.empty())
+    {
+        tag(kAPPL, uint32(4 + rex.size()));
+        uint8 signature[4];
+        putBE32(signature, kREX);
+        h.insert(h.end(), signature, signature + 4);
+        h.insert(h.end(), rex.begin(), rex.end());
     }
     if (!bext.empty())
     {

@@ -55,6 +55,10 @@ public:
     /** The type of the handler found, or null. */
     const std::string& getFileTypeName() const { return handlerType; }
     bool isReadOnly() const { return (userFlags & kUserReadOnly) != 0; }
+    void setUserReadOnly(bool on)
+    {
+        userFlags = on ? (userFlags | kUserReadOnly) : (userFlags & ~kUserReadOnly);
+    }
     /** Repairs found while reading a header are written back to the file at once, unless
         this is off: a tool that only looks at files never changes them. */
     void setRepairOnRead(bool on) { repairOnRead = on; }
