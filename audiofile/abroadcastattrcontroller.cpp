@@ -87,10 +87,10 @@ void ABroadcastAttrController::stampReference(int64 seconds)
     if (text.size() != 32)
         return;
     std::tm tm = utc(seconds);
-    char stamp[8];
+    char stamp[80];
     std::snprintf(stamp, sizeof(stamp), "%d%d%d%d%d%d", tm.tm_hour / 10, tm.tm_hour % 10,
                   tm.tm_min / 10, tm.tm_min % 10, tm.tm_sec / 10, tm.tm_sec % 10);
-    text.replace(17, 6, stamp);
+    text.replace(17, 6, std::string(stamp).substr(0, 6));
     tree.setString(kBWFOrigRef, text.c_str());
     value(kOriginatorReference)->setValue(text.c_str(), false);
 }
