@@ -87,9 +87,8 @@ std::string AIFFFileHandler::sniff(const uint8* b, int32 size)
     return {};
 }
 
-void AIFFFileHandler::registerTypes()
+void AIFFFileHandler::registerTypes(AudioFileTypes& types)
 {
-    AudioFileTypes& types = AudioFileTypes::instance();
     types.addKnownType({kAIFFType, "aif", "audio/aiff"});
     types.registerAudioFileType({kAIFFType, "aiff", "audio/aiff"}, &AIFFFileHandler::create, 7);
     types.registerAudioFileType({kAIFCType, "aifc", "audio/x-aifc"}, &AIFFFileHandler::create, 15);

@@ -10,6 +10,8 @@
 namespace Quillmark
 {
 
+class AudioFileTypes;
+
 class AIFFFileHandler : public AudioFileHandler
 {
 public:
@@ -20,7 +22,7 @@ public:
     explicit AIFFFileHandler(AudioFile& file) : AudioFileHandler(file) {}
     static AudioFileHandler* create(AudioFile& file) { return new AIFFFileHandler(file); }
     static std::string sniff(const uint8* bytes, int32 size);
-    static void registerTypes();
+    static void registerTypes(AudioFileTypes& types);
 
     bool readHeader(IBStream* stream, bool& found) override;
     bool writeHeader(IBStream* stream) override;

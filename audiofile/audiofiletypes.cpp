@@ -14,19 +14,14 @@ AudioFileTypes::AudioFileTypes() = default;
 AudioFileTypes& AudioFileTypes::instance()
 {
     // Registered on first use rather than by static constructors, which a static library
-    // would drop when nothing refers to their file.
+    // would drop when nothing refers to their file; the first use may come from any thread.
     static AudioFileTypes* types = []
     {
         auto* made = new AudioFileTypes;
+        WaveFileHandler::registerTypes(*made);
+        AIFFFileHandler::registerTypes(*made);
         return made;
     }();
-    static bool registered = false;
-    if (!registered)
-    {
-        registered = true;
-        WaveFileHandler::registerTypes();
-        AIFFFileHandler::registerTypes();
-    }
     return *types;
 }
 

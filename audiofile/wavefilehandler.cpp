@@ -94,9 +94,8 @@ std::string WaveFileHandler::sniff(const uint8* b, int32 size)
     return {};
 }
 
-void WaveFileHandler::registerTypes()
+void WaveFileHandler::registerTypes(AudioFileTypes& types)
 {
-    AudioFileTypes& types = AudioFileTypes::instance();
     for (const char* name : {kWaveType, kBroadcastType, kRF64Type, kRF64BroadcastType})
         types.addKnownType({name, "wav", "audio/wav"});
     types.addKnownType({kAmbisonicType, "amb", "audio/amb"});
@@ -905,7 +904,7 @@ bool WaveFileHandler::updateHeader(IBStream* stream)
     }
     if (!(seenRiff && seenFmt && seenData))
         return false;
-    if (getIntOr(a, kChunkIXML, 0) && !placeIXML(stream, chunks, end, padded))
+    if (getIntOr(a, kChunkIXML, 0) && !placeIXML(stream, chunks, end))
         return false;
 
     uint8 word[4];
@@ -934,8 +933,7 @@ bool WaveFileHandler::updateHeader(IBStream* stream)
     return ok;
 }
 
-bool WaveFileHandler::placeIXML(IBStream* stream, std::vector<Chunk>& chunks, int64& end,
-                                bool padded)
+bool WaveFileHandler::placeIXML(IBStream* stream, std::vector<Chunk>& chunks, int64& end)
 {
     std::string text = AIXmlHandler::render(file.attributes());
     if (text.size() & 1)
@@ -1009,7 +1007,6 @@ bool WaveFileHandler::placeIXML(IBStream* stream, std::vector<Chunk>& chunks, in
             return false;
         ++at;
     }
-    (void)padded;
     putLE32(bytes.data() + 4, uint32(text.size()));
     if (!writeAt(stream, at, bytes.data(), int32(bytes.size())))
         return false;

@@ -12,6 +12,8 @@
 namespace Quillmark
 {
 
+class AudioFileTypes;
+
 class WaveFileHandler : public AudioFileHandler
 {
 public:
@@ -29,7 +31,7 @@ public:
         "ds64"; empty for anything else. */
     static std::string sniff(const uint8* bytes, int32 size);
     /** Registers the five Wave types with the registry. */
-    static void registerTypes();
+    static void registerTypes(AudioFileTypes& types);
 
     bool readHeader(IBStream* stream, bool& found) override;
     bool writeHeader(IBStream* stream) override;
@@ -69,7 +71,7 @@ private:
     };
     /** Writes the iXML text into the smallest filler that holds it, or behind the last
         chunk; the old text becomes a filler. */
-    bool placeIXML(IBStream* stream, std::vector<Chunk>& chunks, int64& end, bool padded);
+    bool placeIXML(IBStream* stream, std::vector<Chunk>& chunks, int64& end);
     void updateFileType();
 
     int32 blockAlign = 1;
