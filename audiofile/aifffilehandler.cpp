@@ -170,6 +170,11 @@ bool AIFFFileHandler::readHeader(IBStream* stream, bool& found)
             channels = be16(c);
             frames = be32(c + 2);
             bits = be16(c + 6);
+            if (bits < 1 || bits > 32)
+            {
+                file.addRepair(std::to_string(bits) + " bits per sample is not a sample size");
+                return false;
+            }
             a.setInt(kChannels, channels);
             a.setFloat(kSampleRate, readExtended(c + 8));
             if (aifc && want >= 22)
@@ -630,10 +635,8 @@ bool AIFFFileHandler::updateHeader(IBStream* stream)
             {
                 uint8 fake[4];
                 putBE32(fake, tagBE("Fake"));
-                std::vector<uint8> spaces(static_cast<size_t>(chunkSize), ' ');
                 if (!writeAt(stream, chunkPosition, fake, 4) ||
-                    (!spaces.empty() &&
-                     !writeAt(stream, chunkPosition + 8, spaces.data(), int32(spaces.size()))))
+                    !fillAt(stream, chunkPosition + 8, chunkSize, ' ', streamSize(stream)))
                     return false;
             }
             if ((chunkTag == kIXML || chunkTag == tagBE("Fake")) && place < 0 &&

@@ -61,6 +61,11 @@ void AudioBufferPool::giveBack(AudioBuffer* buffer)
 {
     if (!buffer)
         return;
+    if (buffer->getCapacity() > kMaxPooledBytes)
+    {
+        buffer->release();
+        return;
+    }
     AudioBuffer* dropped = nullptr;
     {
         std::lock_guard<std::mutex> guard(mutex);

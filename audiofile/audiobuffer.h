@@ -35,6 +35,9 @@ class AudioBufferPool
 {
 public:
     static constexpr size_t kLimit = 15;
+    /** Larger buffers go back to the system: a steady stream never needs them, and keeping
+        fifteen of them would hold on to memory for nothing. */
+    static constexpr int64 kMaxPooledBytes = 16 << 20;
 
     static AudioBufferPool& instance();
 

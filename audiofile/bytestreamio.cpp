@@ -1,6 +1,8 @@
 #include "audiofile/bytestreamio.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace Quillmark::ByteIO
 {
@@ -23,6 +25,19 @@ bool writeAt(IBStream* stream, int64 position, const void* buffer, int32 size)
         return false;
     int32 put = 0;
     return stream->write(const_cast<void*>(buffer), size, &put) == kResultOk && put == size;
+}
+
+bool fillAt(IBStream* stream, int64 position, int64 size, uint8 value, int64 limit)
+{
+    size = std::min(size, limit - position);
+    std::vector<uint8> piece(size_t(std::min<int64>(std::max<int64>(size, 0), 65536)), value);
+    for (int64 done = 0; done < size; done += int64(piece.size()))
+    {
+        const int32 count = int32(std::min<int64>(int64(piece.size()), size - done));
+        if (!writeAt(stream, position + done, piece.data(), count))
+            return false;
+    }
+    return true;
 }
 
 int64 streamSize(IBStream* stream)

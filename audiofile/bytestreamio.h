@@ -13,6 +13,8 @@ namespace Quillmark::ByteIO
 bool readAt(IBStream* stream, int64 position, void* buffer, int32 size);
 /** Writes exactly `size` bytes at `position`. */
 bool writeAt(IBStream* stream, int64 position, const void* buffer, int32 size);
+/** Fills `size` bytes at `position` with `value`, in pieces, never past `limit`. */
+bool fillAt(IBStream* stream, int64 position, int64 size, uint8 value, int64 limit);
 /** The size of the stream, or -1; the position is left at the end. */
 int64 streamSize(IBStream* stream);
 

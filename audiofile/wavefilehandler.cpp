@@ -340,6 +340,11 @@ bool WaveFileHandler::readFormat(IBStream* stream, int64 position, uint32 size)
     const uint32 rate = le32(f + 4);
     blockAlign = le16(f + 12);
     int32 bits = formatTag == 0 ? 8 : (fixed >= 16 ? le16(f + 14) : 8);
+    if (bits > 64)
+    {
+        file.addRepair(std::to_string(bits) + " bits per sample is not a sample size");
+        return false;
+    }
 
     uint16 extraSize = 0;
     std::vector<uint8> extra;
@@ -946,10 +951,8 @@ bool WaveFileHandler::placeIXML(IBStream* stream, std::vector<Chunk>& chunks, in
             continue;
         uint8 header[4];
         putLE32(header, kFAKE);
-        std::vector<uint8> spaces(size_t(chunk.size), ' ');
         if (!writeAt(stream, chunk.position, header, 4) ||
-            (!spaces.empty() &&
-             !writeAt(stream, chunk.position + 8, spaces.data(), int32(spaces.size()))))
+            !fillAt(stream, chunk.position + 8, chunk.size, ' ', streamSize(stream)))
             return false;
         chunk.tag = kFAKE;
     }
