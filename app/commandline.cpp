@@ -164,6 +164,18 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             else
                 result.reportFd = std::atoi(value.c_str());
         }
+        else if (argument == "--audio-info")
+            setJob(Job::kAudioInfo, argument);
+        else if (argument == "--audio-convert")
+            setJob(Job::kAudioConvert, argument);
+        else if (argument == "--sample-format" || argument == "--sample-size" ||
+                 argument == "--sample-rate" || argument == "--file-type")
+        {
+            std::string value;
+            if (!takeValue(value))
+                break;
+            result.audioOptions.emplace_back(argument, value);
+        }
         else if (argument == "--help" || argument == "-h")
             setJob(Job::kHelp, argument);
         else if (argument == "--version")
@@ -192,7 +204,8 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
     if (result.error.empty() && !result.folders.empty() && result.job != Job::kList &&
         result.job != Job::kTest && result.job != Job::kListTests &&
         result.job != Job::kTestSettings && result.job != Job::kInfo &&
-        result.job != Job::kMidiInfo)
+        result.job != Job::kMidiInfo && result.job != Job::kAudioInfo &&
+        result.job != Job::kAudioConvert)
         result.error = "a folder is given without a job: " + result.folders.front();
     if (result.error.empty() && !testOption.empty() && result.job != Job::kTest)
         result.error = testOption + " belongs to --test";
@@ -229,6 +242,9 @@ void printUsage(std::ostream& out)
            "       Qel3PluginTestHost (--enable PATH | --disable PATH)... [MODULE-OR-FOLDER...]\n"
            "                          [--config-dir DIR]\n"
            "       Qel3PluginTestHost --midi-info FILE...\n"
+           "       Qel3PluginTestHost --audio-info FILE...\n"
+           "       Qel3PluginTestHost --audio-convert IN OUT [--sample-format int|float]\n"
+           "                          [--sample-size BITS] [--sample-rate HZ] [--file-type NAME]\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -279,6 +295,10 @@ void printUsage(std::ostream& out)
            "                     cache or was loaded, and why a module was skipped\n"
            "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"
            "                     $XDG_CONFIG_HOME/Qel3PluginTestHost\n"
+           "  --audio-info       print each audio file's type, its attributes (one\n"
+           "                     key<TAB>value line each) and the repairs its header needed\n"
+           "  --audio-convert    convert IN to OUT in the format given (default: IN's own);\n"
+           "                     the file type follows --file-type or OUT's extension\n"
            "  --help             show this text\n"
            "  --version          show the version\n"
            "\n"

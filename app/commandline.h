@@ -25,6 +25,8 @@ struct CommandLine
         kTestSettings, // --enable / --disable: change the stored enabled flags
         kInfo,         // the information page of each class
         kMidiInfo,
+        kAudioInfo,
+        kAudioConvert,
     };
 
     Job job = Job::kNone;
@@ -54,6 +56,8 @@ struct CommandLine
     int reportFd = -1;
     // --info: also the parameters as the generic editor shows them.
     bool generic = false;
+    // --audio-convert: the options of the target format, by option name ("--sample-rate").
+    std::vector<std::pair<std::string, std::string>> audioOptions;
     std::string error; // a usage error, naming the wrong argument
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;

@@ -2,6 +2,7 @@
 
 #include "app/commandline.h"
 #include "app/infojob.h"
+#include "app/audiofilejob.h"
 #include "app/listjob.h"
 #include "app/midiinfojob.h"
 #include "app/testjob.h"
@@ -35,6 +36,10 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runTestJob(commandLine, out, err);
     case CommandLine::Job::kListTests:
         return runListTestsJob(commandLine, out, err);
+    case CommandLine::Job::kAudioInfo:
+        return runAudioInfoJob(commandLine, out, err);
+    case CommandLine::Job::kAudioConvert:
+        return runAudioConvertJob(commandLine, out, err);
     case CommandLine::Job::kMidiInfo:
         return runMidiInfoJob(commandLine, out, err);
     case CommandLine::Job::kInfo:

@@ -1,6 +1,8 @@
 #include "app/tapplication.h"
+
 #include "base/fcapabilities.h"
 #include "base/fzlibcompressor.h"
+#include "base/optimaudio/audiokernels.h"
 
 #include "base/fdefaults.h"
 #include "base/fmessage.h"
@@ -75,6 +77,8 @@ TApplication::TApplication(const StartupRecord& record, IUIServices& ui)
       dataFolder(record.dataFolder.empty() ? platform::userDataFolder() : record.dataFolder)
 {
     theApplication = this;
+    // The sample kernels are chosen once, before anything can play or convert audio.
+    installAudioKernels();
     if (Qel::QelHostContext* context = Qel::QelHostContext::instance())
         context->setDisplayName(applicationName);
     registerCommands();

@@ -1,5 +1,6 @@
 #include "base/optimaudio/audiokernels.h"
 
+#include "base/optimaudio/intfloatconverter.h"
 #include "base/optimaudio/optaudioprimitives.h"
 
 namespace Quillmark
@@ -31,6 +32,19 @@ void installAudioKernels(KernelChoice choice, const CpuFeatures& features)
             primitives = &piii;
     }
     sAudioPrimitives.set(primitives);
+
+    static const IntFloatConverterGeneric genericConverter;
+    static const IntFloatConverterPIII piiiConverter(genericConverter);
+    static const IntFloatConverterPIV pivConverter(genericConverter);
+    const IntFloatConverter* converter = &genericConverter;
+    if (choice == KernelChoice::kByProcessor)
+    {
+        if (features.sse2)
+            converter = &pivConverter;
+        else if (features.sse)
+            converter = &piiiConverter;
+    }
+    sIntFloatConverter.set(converter);
 }
 
 void installAudioKernels(KernelChoice choice)

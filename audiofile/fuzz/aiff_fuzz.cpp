@@ -1,0 +1,7 @@
+// The AIFF family reader, fed through a file with the extension "aif".
+#include "fuzzaudiofile.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    return Quillmark::fuzzAudioFile(data, size, "aif");
+}
