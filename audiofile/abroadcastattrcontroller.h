@@ -4,8 +4,8 @@
 #pragma once
 
 #include "base/fattributes.h"
-#include "base/ustringvalue.h"
-#include "base/uvaluecontainer.h"
+#include "base/values/ustringvalue.h"
+#include "base/values/uvaluecontainer.h"
 
 namespace Quillmark
 {
