@@ -1,6 +1,7 @@
 #include "app/commandline.h"
 
 #include "app/listjob.h"
+#include "app/presetjob.h"
 #include "app/testjob.h"
 #include "base/platform/paths.h"
 
@@ -40,6 +41,12 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             into = argv[++i];
             return true;
         };
+        if (isPresetJobOption(argument))
+        {
+            setJob(Job::kPreset, argument);
+            result.presetArguments.assign(argv + i, argv + argc);
+            break;
+        }
         if (argument == "--list")
             setJob(Job::kList, argument);
         else if (argument == "--test")
@@ -147,6 +154,13 @@ void printUsage(std::ostream& out)
            "       Qel3PluginTestHost --test [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
            "                          [--select PATH]... [--log FILE] [--junit FILE]\n"
            "                          [--isolate [--timeout SECONDS]] [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --preset-save --class NAME-OR-CID [MODULE-OR-FOLDER...]\n"
+           "                          [--set PARAM-ID=NORMALIZED]... FILE\n"
+           "       Qel3PluginTestHost --preset-info FILE\n"
+           "       Qel3PluginTestHost --preset-load --class NAME-OR-CID [MODULE-OR-FOLDER...] "
+           "FILE\n"
+           "       Qel3PluginTestHost --convert-presets SRC-FOLDER DEST-FOLDER --uid ABCD\n"
+           "                          (--bank|--program)\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -172,6 +186,13 @@ void printUsage(std::ostream& out)
            "                     cache or was loaded, and why a module was skipped\n"
            "  --config-dir DIR   keep preferences and the module cache in DIR instead of\n"
            "                     $XDG_CONFIG_HOME/Qel3PluginTestHost\n"
+           "  --preset-save      save the state of a new instance of the class as a\n"
+           "                     .qelpreset file, after the --set values\n"
+           "  --preset-info      print the class, the chunks (identifier, offset, size)\n"
+           "                     and the meta attributes (id, type, value, flags)\n"
+           "  --preset-load      restore a preset into a new instance and print each\n"
+           "                     parameter: id, title, normalized value, text\n"
+           "  --convert-presets  convert each .qelpreset of a folder to fxb or fxp\n"
            "  --help             show this text\n"
            "  --version          show the version\n"
            "\n"
@@ -208,6 +229,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runListJob(commandLine, out, err);
     case CommandLine::Job::kTest:
         return runTestJob(commandLine, out, err);
+    case CommandLine::Job::kPreset:
+        return runPresetJob(commandLine, out, err);
     case CommandLine::Job::kNone:
         break;
     }

@@ -18,6 +18,7 @@ struct CommandLine
         kVersion,
         kList,
         kTest,
+        kPreset,
     };
 
     Job job = Job::kNone;
@@ -36,6 +37,8 @@ struct CommandLine
     // Given by an isolating run to its test processes only: what to run and where to report.
     std::string childUnit;
     int reportFd = -1;
+    // The preset modes: the mode's option and everything after it, read by the preset job.
+    std::vector<std::string> presetArguments;
     std::string error; // a usage error, naming the wrong argument
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;
