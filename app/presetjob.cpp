@@ -165,8 +165,8 @@ std::string formatValue(double value)
     return text;
 }
 
-/** Hands parameter values to a component in one process call, as the engine would: the only
-    way a component with a separate controller learns of them. */
+/** Hands parameter values to a component in a process call, as the engine would: the only
+    way the processing side learns of them. */
 class SettingChanges : public IParameterChanges
 {
 public:
@@ -228,13 +228,18 @@ bool sendToComponent(IComponent* component, const std::vector<ParameterSetting>&
     }
     if (ok)
     {
-        SettingChanges changes(settings);
         ProcessData& data = buffers.data();
         data.processMode = kOffline;
         data.numSamples = kBlock;
-        data.inputParameterChanges = &changes;
         processor->setProcessing(true);
-        ok = processor->process(data) == kResultOk;
+        // One block per value, so they take effect in the order given even where one
+        // parameter moves others (a program change).
+        for (const ParameterSetting& setting : settings)
+        {
+            SettingChanges changes({setting});
+            data.inputParameterChanges = &changes;
+            ok = processor->process(data) == kResultOk && ok;
+        }
         processor->setProcessing(false);
         data.inputParameterChanges = nullptr;
         component->setActive(false);
@@ -369,9 +374,8 @@ int presetSave(const PresetOptions& options, const CommandLine& commandLine, std
                 return kExitFailure;
             }
         std::string problem;
-        if (!options.settings.empty() && instance.component != nullptr &&
-            static_cast<FUnknown*>(instance.component) !=
-                static_cast<FUnknown*>(instance.controller) &&
+        // Also a class that is its own controller keeps the processing side's values apart.
+        if (!options.settings.empty() &&
             !sendToComponent(instance.component, options.settings, problem))
         {
             err << kProgram << problem << "\n";

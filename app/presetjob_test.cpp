@@ -1,0 +1,165 @@
+// Runs the preset modes of the real program over the example plug-ins.
+#include "app/programtestsupport.h"
+#include "plugins/common/exampleids.h"
+#include "presets/presettestsupport.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace Quillmark::testing;
+using namespace Quillmark::Qel::Examples;
+
+namespace
+{
+
+class PresetCommands : public ::testing::Test
+{
+protected:
+    ProgramRun run(const std::vector<std::string>& arguments)
+    {
+        return runProgram(temp, config, arguments);
+    }
+
+    TempFolder temp;
+    std::string config = temp.folder("config");
+    std::string modules = std::string(QEL_MODULE_DIR);
+};
+
+std::vector<std::string> column(const std::string& text, size_t index)
+{
+    std::vector<std::string> values;
+    for (const std::string& line : splitLines(text))
+    {
+        std::istringstream in(line);
+        std::string field;
+        for (size_t i = 0; i <= index && std::getline(in, field, '\t'); ++i)
+            ;
+        values.push_back(field);
+    }
+    return values;
+}
+
+} // namespace
+
+TEST_F(PresetCommands, GainRoundTripRestoresTheSetValues)
+{
+    std::string file = temp.file("gain.qelpreset");
+    ProgramRun saved = run({"--preset-save", "--class", kQelGainName, modules, "--set", "0=0.25",
+                            "--set", "1=1", file});
+    ASSERT_EQ(saved.status, 0) << saved.err;
+
+    ProgramRun loaded = run({"--preset-load", "--class", kQelGainName, modules, file});
+    ASSERT_EQ(loaded.status, 0) << loaded.err;
+    EXPECT_EQ(column(loaded.out, 2), (std::vector<std::string>{"0.250000", "1.000000"}));
+    EXPECT_EQ(column(loaded.out, 1), (std::vector<std::string>{"Gain", "Bypass"}));
+
+    // A fresh instance without the preset has other values, so the load did the work.
+    ProgramRun fresh =
+        run({"--preset-save", "--class", kQelGainName, modules, temp.file("default.qelpreset")});
+    ASSERT_EQ(fresh.status, 0) << fresh.err;
+    ProgramRun defaults =
+        run({"--preset-load", "--class", kQelGainName, modules, temp.file("default.qelpreset")});
+    EXPECT_NE(column(defaults.out, 2), column(loaded.out, 2));
+
+    ProgramRun info = run({"--preset-info", file});
+    ASSERT_EQ(info.status, 0) << info.err;
+    std::vector<std::string> lines = splitLines(info.out);
+    ASSERT_GE(lines.size(), 4u);
+    EXPECT_EQ(lines[0], "class\t03613F70028A2E002337D42CBAA5C897");
+    EXPECT_EQ(lines[1].rfind("chunk\tComp\t48\t", 0), 0u) << lines[1];
+    EXPECT_EQ(lines[2].rfind("chunk\tCont\t", 0), 0u) << lines[2];
+    EXPECT_EQ(lines[3].rfind("chunk\tInfo\t", 0), 0u) << lines[3];
+    EXPECT_NE(info.out.find("attribute\tPlugInName\tstring\tQel Gain\twriteProtected\n"),
+              std::string::npos)
+        << info.out;
+}
+
+TEST_F(PresetCommands, SynthRoundTripByClassIdentifier)
+{
+    std::string file = temp.file("synth.qelpreset");
+    // A program change sets other parameters too, so it goes first.
+    ProgramRun saved = run({"--preset-save", "--class", kQelSynthName, modules, "--set", "6=1",
+                            "--set", "0=0.5", "--set", "1=1", file});
+    ASSERT_EQ(saved.status, 0) << saved.err;
+    ProgramRun loaded =
+        run({"--preset-load", "--class", "{808B32C0-AC62-47E5-9C97-2E237EC179A6}", modules, file});
+    ASSERT_EQ(loaded.status, 0) << loaded.err;
+    std::vector<std::string> values = column(loaded.out, 2);
+    ASSERT_EQ(values.size(), size_t(kQelSynthParameterCount));
+    EXPECT_EQ(values[kQelSynthVolumeParamId], "0.500000");
+    EXPECT_EQ(values[kQelSynthWaveformParamId], "1.000000");
+    EXPECT_EQ(values[kQelSynthProgramParamId], "1.000000");
+}
+
+TEST_F(PresetCommands, DamagedAndForeignFilesFailWithAReason)
+{
+    std::string file = temp.file("gain.qelpreset");
+    ASSERT_EQ(run({"--preset-save", "--class", kQelGainName, modules, file}).status, 0);
+    std::string good = readFile(file);
+
+    std::string foreign = temp.file("foreign.qelpreset");
+    writeFile(foreign, "RIFF" + good.substr(4));
+    ProgramRun info = run({"--preset-info", foreign});
+    EXPECT_EQ(info.status, 1);
+    EXPECT_NE(info.err.find("not a preset file"), std::string::npos) << info.err;
+
+    std::string truncated = temp.file("truncated.qelpreset");
+    writeFile(truncated, good.substr(0, 60));
+    info = run({"--preset-info", truncated});
+    EXPECT_EQ(info.status, 1);
+    EXPECT_NE(info.err.find("chunk list is damaged"), std::string::npos) << info.err;
+
+    // A chunk that reaches past the end never reaches the plug-in.
+    std::string outside = temp.file("outside.qelpreset");
+    std::string damaged = good;
+    // The top byte of the first entry's size, behind "List", the count and id and offset.
+    damaged[size_t(getLE64(good, 40)) + 8 + 12 + 7] = '\x7f';
+    writeFile(outside, damaged);
+    ProgramRun load = run({"--preset-load", "--class", kQelGainName, modules, outside});
+    EXPECT_EQ(load.status, 1);
+    EXPECT_NE(load.err.find("lies outside the file"), std::string::npos) << load.err;
+    EXPECT_TRUE(load.out.empty());
+
+    // The preset of one class is not loaded into another.
+    load = run({"--preset-load", "--class", kQelSynthName, modules, file});
+    EXPECT_EQ(load.status, 1);
+    EXPECT_NE(load.err.find("made by class"), std::string::npos) << load.err;
+}
+
+TEST_F(PresetCommands, ConversionNeedsItsAnswersUpFrontAndCountsWhatItConverted)
+{
+    std::string source = temp.folder("presets");
+    std::string dest = temp.folder("old");
+    ASSERT_EQ(run({"--preset-save", "--class", kQelGainName, modules, source + "/Quiet.qelpreset"})
+                  .status,
+              0);
+
+    ProgramRun missing = run({"--convert-presets", source, dest, "--bank"});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.err.find("--uid"), std::string::npos) << missing.err;
+    missing = run({"--convert-presets", source, dest, "--uid", "QGAN"});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.err.find("--bank or --program"), std::string::npos) << missing.err;
+
+    ProgramRun converted = run({"--convert-presets", source, dest, "--uid", "QGANX", "--program"});
+    ASSERT_EQ(converted.status, 0) << converted.err;
+    EXPECT_EQ(converted.out, "1 Presets were converted.\n");
+    std::string fxp = readFile(dest + "/Quiet.fxp");
+    ASSERT_GT(fxp.size(), 76u);
+    EXPECT_EQ(fxp.substr(0, 4), "CcnK");
+    EXPECT_EQ(fxp.substr(16, 4), "QGAN");
+    EXPECT_EQ(fxp.substr(28, 6), std::string("Quiet") + '\0');
+}
+
+TEST_F(PresetCommands, UsageErrorsNameTheOption)
+{
+    ProgramRun noClass = run({"--preset-save", modules, temp.file("x.qelpreset")});
+    EXPECT_EQ(noClass.status, 1);
+    EXPECT_NE(noClass.err.find("--class"), std::string::npos) << noClass.err;
+    ProgramRun badSet =
+        run({"--preset-save", "--class", kQelGainName, "--set", "0=2", temp.file("x.qelpreset")});
+    EXPECT_EQ(badSet.status, 2);
+    EXPECT_NE(badSet.err.find("--set"), std::string::npos) << badSet.err;
+    EXPECT_FALSE(std::filesystem::exists(temp.file("x.qelpreset")));
+}
