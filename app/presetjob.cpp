@@ -11,6 +11,7 @@
 #include "hosting/plugprovider.h"
 #include "presets/fxpconverter.h"
 #include "presets/metainfo.h"
+#include "presets/paramstructure.h"
 #include "presets/presetfile.h"
 #include "presets/presetio.h"
 #include "qel3/iaudioprocessor.h"
@@ -562,12 +563,49 @@ int convertPresets(const PresetOptions& options, std::ostream& out, std::ostream
     return problems.empty() ? kExitOk : kExitFailure;
 }
 
+int paramStructure(const PresetOptions& options, std::ostream& out, std::ostream& err)
+{
+    if (options.positional.size() != 1)
+    {
+        err << kProgram << "--param-structure needs exactly one FILE-OR-MODULE\n";
+        return kExitUsage;
+    }
+    HostParamStructure structure;
+    if (!structure.loadForModule(options.positional[0]))
+    {
+        err << kProgram << structure.getError() << "\n";
+        return kExitFailure;
+    }
+    char mask[32];
+    std::snprintf(mask, sizeof(mask), "%llx",
+                  static_cast<unsigned long long>(structure.getCategoryMask()));
+    out << "category\t" << mask << '\n';
+    for (const std::string& group : structure.getGroups())
+        out << "group\t" << group << '\n';
+    for (const QELParamStructure& param : structure.getParameters())
+        out << "param\t" << param.id << '\t' << param.groupPath << '\t' << param.label << '\t'
+            << param.shortName << '\t' << param.type << '\t' << param.numberOfStates << '\t'
+            << formatValue(param.defaultValue) << '\t' << param.name << '\n';
+    for (const QELValueType& type : structure.getValueTypes())
+    {
+        out << "valuetype\t" << type.name << '\t' << type.label;
+        for (const auto& entry : type.entries)
+            out << '\t' << entry.name << '=' << formatValue(entry.minimum) << ','
+                << formatValue(entry.maximum) << (entry.maximumInclusive ? "]" : "[");
+        out << '\n';
+    }
+    for (const std::string& warning : structure.getWarnings())
+        err << warning << '\n';
+    return kExitOk;
+}
+
 } // namespace
 
 bool isPresetJobOption(const std::string& argument)
 {
     return argument == "--preset-save" || argument == "--preset-info" ||
-           argument == "--preset-load" || argument == "--convert-presets";
+           argument == "--preset-load" || argument == "--convert-presets" ||
+           argument == "--param-structure";
 }
 
 int runPresetJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
@@ -584,6 +622,8 @@ int runPresetJob(const CommandLine& commandLine, std::ostream& out, std::ostream
         return presetInfo(options, out, err);
     if (options.mode == "--preset-load")
         return presetLoad(options, commandLine, out, err);
+    if (options.mode == "--param-structure")
+        return paramStructure(options, out, err);
     return convertPresets(options, out, err);
 }
 

@@ -163,3 +163,27 @@ TEST_F(PresetCommands, UsageErrorsNameTheOption)
     EXPECT_NE(badSet.err.find("--set"), std::string::npos) << badSet.err;
     EXPECT_FALSE(std::filesystem::exists(temp.file("x.qelpreset")));
 }
+
+TEST_F(PresetCommands, ParameterStructureOfQelSynth)
+{
+    ProgramRun run1 = run({"--param-structure", modules + "/QelSynth.qel3"});
+    ASSERT_EQ(run1.status, 0) << run1.err;
+    std::vector<std::string> lines = splitLines(run1.out);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines[0], "category\t240");
+    EXPECT_NE(run1.out.find("group\tSound/Envelope\n"), std::string::npos) << run1.out;
+    EXPECT_NE(run1.out.find("param\t3\tSound/Envelope\tRelease\t"), std::string::npos) << run1.out;
+    EXPECT_NE(run1.out.find("param\t6\tPerformance\tProgram\tProg, P\tPrograms\t4\t"),
+              std::string::npos)
+        << run1.out;
+
+    std::string broken = temp.file("broken.qelxml");
+    writeFile(broken, "<QELParametersStructure><Param id=\"1\">");
+    ProgramRun failed = run({"--param-structure", broken});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_NE(failed.err.find("Failed to parse QEL Parameters Structure"), std::string::npos)
+        << failed.err;
+    ProgramRun missing = run({"--param-structure", modules + "/QelGain.qel3"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.err.find("no parameter structure file"), std::string::npos) << missing.err;
+}
