@@ -14,6 +14,7 @@
 #include "presets/paramstructure.h"
 #include "presets/presetfile.h"
 #include "presets/presetio.h"
+#include "presets/representation.h"
 #include "qel3/iaudioprocessor.h"
 #include "qel3ext/iprogramdata.h"
 
@@ -599,13 +600,73 @@ int paramStructure(const PresetOptions& options, std::ostream& out, std::ostream
     return kExitOk;
 }
 
+int representation(const PresetOptions& options, std::ostream& out, std::ostream& err)
+{
+    if (options.positional.size() != 1)
+    {
+        err << kProgram << "--representation needs exactly one FILE\n";
+        return kExitUsage;
+    }
+    const std::string& path = options.positional[0];
+    std::string xml;
+    if (!readWholeFile(path, xml))
+    {
+        err << kProgram << path << ": cannot be read\n";
+        return kExitFailure;
+    }
+    RepresentationRootBase root;
+    PiperParser parser(root);
+    std::string error;
+    bool parsed = parser.parse(xml.data(), xml.size(), &error);
+    if (!root.hasRepresentation)
+    {
+        err << kProgram << path << ": no representation"
+            << (parsed ? std::string() : " (" + error + ")") << "\n";
+        return kExitFailure;
+    }
+    if (root.plugin.present)
+        out << "plugin\t" << root.plugin.classID << '\t' << root.plugin.name << '\t'
+            << root.plugin.vendor << '\t' << root.plugin.category << '\n';
+    out << "representation\t" << root.name << '\t' << root.vendor << '\t' << root.version << '\t'
+        << root.host << '\n';
+    for (int32 p = 0; p < root.getPageCount(); ++p)
+    {
+        const RepresentationPage& page = *root.getPage(p);
+        out << "page\t" << page.getDisplayName(p) << "\tunit " << page.unitID << '\n';
+        for (size_t c = 0; c < page.cells.size(); ++c)
+        {
+            const RepresentationCell& cell = *page.cells[c];
+            out << "\tcell\t" << cell.getDisplayName(int32(c));
+            if (cell.layers.empty())
+                out << "\tEmpty";
+            out << '\n';
+            for (size_t l = 0; l < cell.layers.size(); ++l)
+            {
+                const RepresentationLayer& layer = *cell.layers[l];
+                out << "\t\tlayer\t" << layer.getDisplayName(int32(l)) << '\t'
+                    << root.describeLayer(layer);
+                if (layer.parameterID != -1)
+                    out << "\tparameter " << layer.parameterID;
+                out << '\n';
+            }
+        }
+    }
+    if (!parsed)
+    {
+        // What came before the damage is shown, but the file is still reported as damaged.
+        err << kProgram << path << ": damaged: " << error << "\n";
+        return kExitFailure;
+    }
+    return kExitOk;
+}
+
 } // namespace
 
 bool isPresetJobOption(const std::string& argument)
 {
     return argument == "--preset-save" || argument == "--preset-info" ||
            argument == "--preset-load" || argument == "--convert-presets" ||
-           argument == "--param-structure";
+           argument == "--param-structure" || argument == "--representation";
 }
 
 int runPresetJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
@@ -624,6 +685,8 @@ int runPresetJob(const CommandLine& commandLine, std::ostream& out, std::ostream
         return presetLoad(options, commandLine, out, err);
     if (options.mode == "--param-structure")
         return paramStructure(options, out, err);
+    if (options.mode == "--representation")
+        return representation(options, out, err);
     return convertPresets(options, out, err);
 }
 

@@ -187,3 +187,26 @@ TEST_F(PresetCommands, ParameterStructureOfQelSynth)
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.err.find("no parameter structure file"), std::string::npos) << missing.err;
 }
+
+TEST_F(PresetCommands, RepresentationOfQelGain)
+{
+    std::string document = (std::filesystem::path(__FILE__).parent_path().parent_path() /
+                            "plugins/examples/QelGain/QelGain.representation.xml")
+                               .string();
+    ProgramRun shown = run({"--representation", document});
+    ASSERT_EQ(shown.status, 0) << shown.err;
+    std::vector<std::string> lines = splitLines(shown.out);
+    ASSERT_EQ(lines.size(), 11u) << shown.out;
+    EXPECT_EQ(lines[2], "page\tMain\tunit 0");
+    EXPECT_EQ(lines[9], "\t\tlayer\tLayer\tLinked to BypassSwitch");
+    EXPECT_EQ(lines[10], "\tcell\tCell 3\tEmpty");
+
+    std::string cut = temp.file("cut.xml");
+    writeFile(cut, readFile(document).substr(0, 1400));
+    ProgramRun damaged = run({"--representation", cut});
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_NE(damaged.err.find("damaged"), std::string::npos) << damaged.err;
+    std::string foreign = temp.file("foreign.xml");
+    writeFile(foreign, "<svg/>");
+    EXPECT_EQ(run({"--representation", foreign}).status, 1);
+}
