@@ -262,6 +262,8 @@ struct Instance
     {
         if (provider)
         {
+            // The references getComponent and getController handed out go back first.
+            provider->releasePlugIn(component, controller);
             provider->destroyPlugIn();
             provider->release();
         }
