@@ -34,9 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             ReadOnlyBStream* window = new ReadOnlyBStream(stream, entry->offset, entry->size);
             char buffer[256];
             int32 got = 0;
-            for (int i = 0; i < 64 && window->read(buffer, sizeof(buffer), &got) == kResultOk &&
-                            got > 0;
-                 ++i)
+            for (int i = 0;
+                 i < 64 && window->read(buffer, sizeof(buffer), &got) == kResultOk && got > 0; ++i)
                 ;
             window->release();
         }

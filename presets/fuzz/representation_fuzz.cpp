@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+using namespace Quillmark;
 using namespace Quillmark::Qel;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
