@@ -76,7 +76,8 @@ bool convert(PresetFile& preset, IBStream* out, Form form, int32 uniqueId,
 {
     const PresetFile::Entry* component = preset.getEntry(kComponentState);
     const PresetFile::Entry* controller = preset.getEntry(kControllerState);
-    if (!out || !component || component->size <= 0)
+    if (!out || !component || component->size <= 0 || !preset.isInside(*component) ||
+        (controller && !preset.isInside(*controller)))
         return false;
     int64 controllerSize = controller ? controller->size : 0;
     int64 dataSize = component->size + controllerSize + 16;

@@ -126,3 +126,22 @@ TEST(FxpConversion, AFolderConvertsItsPresetsAndLeavesOtherFilesAlone)
     // A damaged source never costs the file that already stood at its destination.
     EXPECT_EQ(readFile(dest + "/Broken.fxp"), "keep me");
 }
+
+TEST(FxpConversion, AFileWhoseChunksClaimGigabytesIsRefused)
+{
+    // Found by fuzzing: a 731-byte file whose list gives its state chunk about 2 GB.
+    std::string bytes = readFile(
+        (std::filesystem::path(__FILE__).parent_path() / "testdata/huge-chunk-size.qelpreset")
+            .string());
+    ASSERT_EQ(bytes.size(), 731u);
+    FMemoryStream* source = streamOf(bytes);
+    PresetFile file(source);
+    source->release();
+    file.readChunkList();
+    ASSERT_NE(file.getEntry(kComponentState), nullptr);
+    EXPECT_FALSE(file.isInside(*file.getEntry(kComponentState)));
+    FMemoryStream* out = new FMemoryStream;
+    EXPECT_FALSE(FxpConverter::convert(file, out, FxpConverter::Form::kBank, 1, "n"));
+    EXPECT_EQ(out->size(), 0);
+    out->release();
+}

@@ -79,6 +79,19 @@ const PresetFile::Entry* PresetFile::getLastEntry() const
     return last;
 }
 
+bool PresetFile::isInside(const Entry& entry)
+{
+    if (!stream || entry.offset < 0 || entry.size < 0)
+        return false;
+    int64 position = tellPosition();
+    int64 end = -1;
+    if (stream->seek(0, IBStream::kIBSeekEnd, &end) != kResultOk)
+        end = -1;
+    if (position >= 0)
+        seekTo(position);
+    return end >= 0 && entry.offset <= end && entry.size <= end - entry.offset;
+}
+
 bool PresetFile::readBytes(void* data, int32 size)
 {
     if (!stream)
@@ -293,7 +306,7 @@ bool PresetFile::readMetaInfo(char* buffer, int32& size)
     const Entry* info = getEntry(kMetaInfo);
     if (!buffer)
     {
-        size = info ? int32(std::min<int64>(info->size, INT32_MAX)) : 0;
+        size = info && isInside(*info) ? int32(std::min<int64>(info->size, INT32_MAX)) : 0;
         return size > 0;
     }
     if (!info || size <= 0 || !seekTo(info->offset))

@@ -71,6 +71,9 @@ public:
     /** The entry that ends furthest into the file, or null. */
     const Entry* getLastEntry() const;
     bool contains(ChunkType type) const { return getEntry(type) != nullptr; }
+    /** Whether the chunk's bytes all lie in the stream: a damaged list may claim more than the
+        file has, and nobody should allocate for bytes that are not there. */
+    bool isInside(const Entry& entry);
 
     /** Reads header and chunk list; false leaves an empty list. */
     bool readChunkList();

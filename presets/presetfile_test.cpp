@@ -313,3 +313,18 @@ TEST(ReadOnlyWindow, ReadsOnlyItsPartAndClampsSeeks)
     EXPECT_EQ(orphan->read(buffer, 1, &got), ReadOnlyBStream::kInternalError);
     orphan->release();
 }
+
+TEST(PresetFileMetaInfo, AnInfoChunkClaimingMoreThanTheFileHasReadsAsNone)
+{
+    std::string bytes = handPreset(kGainText, {{"Comp", "abcd"}, {"Info", "<MetaInfo/>"}});
+    // The size of the second entry, behind "List", the count, the first entry, id and offset.
+    size_t sizeField = size_t(getLE64(bytes, 40)) + 8 + 20 + 4 + 8;
+    bytes.replace(sizeField, 8, std::string("\x00\x00\x00\x70\x00\x00\x00\x00", 8));
+    Opened opened(bytes);
+    ASSERT_TRUE(opened.file.readChunkList());
+    int32 size = -1;
+    EXPECT_FALSE(opened.file.readMetaInfo(nullptr, size));
+    EXPECT_EQ(size, 0);
+    EXPECT_FALSE(opened.file.isInside(*opened.file.getEntry(kMetaInfo)));
+    EXPECT_TRUE(opened.file.isInside(*opened.file.getEntry(kComponentState)));
+}
