@@ -14,10 +14,12 @@
 #include "presets/paramstructure.h"
 #include "presets/presetfile.h"
 #include "presets/presetio.h"
+#include "presets/qelpresetmedium.h"
 #include "presets/representation.h"
 #include "qel3/iaudioprocessor.h"
 #include "qel3ext/iprogramdata.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -50,6 +52,8 @@ struct PresetOptions
     std::vector<ParameterSetting> settings;
     std::string uid;
     bool uidGiven = false;
+    std::string newName;
+    bool nameGiven = false;
     int form = 0; // 1 bank, 2 program
     bool verbose = false;
     std::string error;
@@ -107,6 +111,8 @@ PresetOptions parseOptions(const std::vector<std::string>& arguments)
         }
         else if (argument == "--uid")
             options.uidGiven = value(options.uid);
+        else if (argument == "--name")
+            options.nameGiven = value(options.newName);
         else if (argument == "--bank")
             options.form = 1;
         else if (argument == "--program")
@@ -662,13 +668,65 @@ int representation(const PresetOptions& options, std::ostream& out, std::ostream
     return kExitOk;
 }
 
+int overwritePluginName(const PresetOptions& options, std::ostream& out, std::ostream& err)
+{
+    if (options.positional.size() != 1)
+    {
+        err << kProgram << "--overwrite-plugin-name needs exactly one FOLDER\n";
+        return kExitUsage;
+    }
+    if (!options.nameGiven || options.newName.empty())
+    {
+        err << kProgram
+            << "--overwrite-plugin-name needs --name NAME (the answer to \"Enter the new Name\")\n";
+        return kExitUsage;
+    }
+    const std::string& folder = options.positional[0];
+    std::vector<std::string> names;
+    std::string error;
+    if (!platform::listFolder(folder, names, &error))
+    {
+        err << kProgram << folder << ": " << error << "\n";
+        return kExitFailure;
+    }
+    std::sort(names.begin(), names.end());
+    int changed = 0;
+    bool failed = false;
+    for (const std::string& name : names)
+    {
+        std::string path = platform::joinPath(folder, name);
+        if (platform::extensionOf(name) != "qelpreset" || !platform::fileInfo(path).isFile)
+            continue;
+        QelPresetMedium medium(path);
+        if (!medium.scan(nullptr))
+        {
+            err << kProgram << path << ": not a preset file, left alone\n";
+            failed = true;
+            continue;
+        }
+        const auto* old = medium.getAttributes().find("PlugInName");
+        medium.getAttributes().setString("PlugInName", options.newName,
+                                         old ? old->flags : MediaAttributeList::kWriteProtected);
+        if (!medium.commit(error))
+        {
+            err << kProgram << path << ": " << error << "\n";
+            failed = true;
+            continue;
+        }
+        ++changed;
+    }
+    out << changed << " Presets were changed.\n";
+    return failed ? kExitFailure : kExitOk;
+}
+
 } // namespace
 
 bool isPresetJobOption(const std::string& argument)
 {
     return argument == "--preset-save" || argument == "--preset-info" ||
            argument == "--preset-load" || argument == "--convert-presets" ||
-           argument == "--param-structure" || argument == "--representation";
+           argument == "--param-structure" || argument == "--representation" ||
+           argument == "--overwrite-plugin-name";
 }
 
 int runPresetJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
@@ -689,6 +747,8 @@ int runPresetJob(const CommandLine& commandLine, std::ostream& out, std::ostream
         return paramStructure(options, out, err);
     if (options.mode == "--representation")
         return representation(options, out, err);
+    if (options.mode == "--overwrite-plugin-name")
+        return overwritePluginName(options, out, err);
     return convertPresets(options, out, err);
 }
 

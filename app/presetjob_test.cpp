@@ -210,3 +210,34 @@ TEST_F(PresetCommands, RepresentationOfQelGain)
     writeFile(foreign, "<svg/>");
     EXPECT_EQ(run({"--representation", foreign}).status, 1);
 }
+
+TEST_F(PresetCommands, OverwritePluginNameChangesOnlyTheMetaInformation)
+{
+    std::string folder = temp.folder("rename");
+    std::string file = folder + "/One.qelpreset";
+    ASSERT_EQ(
+        run({"--preset-save", "--class", kQelGainName, modules, "--set", "0=0.25", file}).status,
+        0);
+    std::string before = readFile(file);
+    writeFile(folder + "/Two.qelpreset", "not a preset");
+
+    ProgramRun noName = run({"--overwrite-plugin-name", folder});
+    EXPECT_EQ(noName.status, 2);
+    EXPECT_NE(noName.err.find("--name"), std::string::npos) << noName.err;
+
+    ProgramRun renamed = run({"--overwrite-plugin-name", folder, "--name", "Gain Deluxe"});
+    EXPECT_EQ(renamed.status, 1); // Two.qelpreset is no preset
+    EXPECT_EQ(renamed.out, "1 Presets were changed.\n");
+    EXPECT_NE(renamed.err.find("Two.qelpreset"), std::string::npos) << renamed.err;
+    EXPECT_EQ(readFile(folder + "/Two.qelpreset"), "not a preset");
+
+    ProgramRun info = run({"--preset-info", file});
+    EXPECT_NE(info.out.find("attribute\tPlugInName\tstring\tGain Deluxe\twriteProtected\n"),
+              std::string::npos)
+        << info.out;
+    // The state chunks kept their bytes and places.
+    std::string after = readFile(file);
+    EXPECT_EQ(after.substr(0, 40), before.substr(0, 40));
+    ProgramRun loaded = run({"--preset-load", "--class", kQelGainName, modules, file});
+    EXPECT_EQ(column(loaded.out, 2).front(), "0.250000");
+}
