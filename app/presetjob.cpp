@@ -17,6 +17,7 @@
 #include "presets/qelpresetmedium.h"
 #include "presets/representation.h"
 #include "qel3/iaudioprocessor.h"
+#include "qel3/iunitinfo.h"
 #include "qel3ext/iprogramdata.h"
 
 #include <algorithm>
@@ -54,6 +55,8 @@ struct PresetOptions
     bool uidGiven = false;
     std::string newName;
     bool nameGiven = false;
+    int32 programIndex = 0;
+    bool programIndexGiven = false;
     int form = 0; // 1 bank, 2 program
     bool verbose = false;
     std::string error;
@@ -113,6 +116,18 @@ PresetOptions parseOptions(const std::vector<std::string>& arguments)
             options.uidGiven = value(options.uid);
         else if (argument == "--name")
             options.nameGiven = value(options.newName);
+        else if (argument == "--program-index")
+        {
+            std::string text;
+            if (!value(text))
+                break;
+            char* end = nullptr;
+            long index = std::strtol(text.c_str(), &end, 10);
+            if (text.empty() || *end != '\0' || index < 0 || index > 0x7FFFFFFF)
+                options.error = "--program-index needs a program number from 0, not: " + text;
+            options.programIndex = int32(index);
+            options.programIndexGiven = true;
+        }
         else if (argument == "--bank")
             options.form = 1;
         else if (argument == "--program")
@@ -404,7 +419,48 @@ int presetSave(const PresetOptions& options, const CommandLine& commandLine, std
         source.component = instance.component;
         source.controller = instance.controller;
         source.metaInfo = &meta;
-        if (!savePresetFile(path, source, problem))
+        // With --program-index, a plug-in that keeps data per program gets that program of its
+        // first list that supports it into the preset. Only then: restoring a program replaces
+        // the sound the state holds.
+        IProgramListData* programs = nullptr;
+        IUnitInfo* units = nullptr;
+        if (!options.programIndexGiven ||
+            instance.component->queryInterface(IProgramListData::iid.bytes,
+                                               reinterpret_cast<void**>(&programs)) != kResultOk)
+            programs = nullptr;
+        if (instance.controller->queryInterface(IUnitInfo::iid.bytes,
+                                                reinterpret_cast<void**>(&units)) != kResultOk)
+            units = nullptr;
+        if (programs && units)
+            for (int32 i = 0; i < units->getProgramListCount(); ++i)
+            {
+                ProgramListInfo info{};
+                if (units->getProgramListInfo(i, info) == kResultOk &&
+                    programs->programDataSupported(info.id) == kResultOk)
+                {
+                    if (options.programIndex >= info.programCount)
+                    {
+                        err << kProgram << "--program-index " << options.programIndex
+                            << " is beyond the " << info.programCount << " programs of the list\n";
+                        programs->release();
+                        units->release();
+                        return kExitFailure;
+                    }
+                    source.programData = programs;
+                    source.programList = info.id;
+                    source.programIndex = options.programIndex;
+                    meta.setString("QEL3UnitTypePath", "program",
+                                   MediaAttributeList::kHidden |
+                                       MediaAttributeList::kWriteProtected);
+                    break;
+                }
+            }
+        bool saved = savePresetFile(path, source, problem);
+        if (programs)
+            programs->release();
+        if (units)
+            units->release();
+        if (!saved)
         {
             err << kProgram << path << ": " << problem << "\n";
             return kExitFailure;

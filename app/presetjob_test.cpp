@@ -241,3 +241,36 @@ TEST_F(PresetCommands, OverwritePluginNameChangesOnlyTheMetaInformation)
     ProgramRun loaded = run({"--preset-load", "--class", kQelGainName, modules, file});
     EXPECT_EQ(column(loaded.out, 2).front(), "0.250000");
 }
+
+TEST_F(PresetCommands, SynthCarriesOneProgramOfItsFactoryList)
+{
+    std::string pluck = temp.file("pluck.qelpreset");
+    std::string soft = temp.file("soft.qelpreset");
+    ASSERT_EQ(
+        run({"--preset-save", "--class", kQelSynthName, modules, "--program-index", "3", pluck})
+            .status,
+        0);
+    ASSERT_EQ(run({"--preset-save", "--class", kQelSynthName, modules, soft}).status, 0);
+
+    ProgramRun info = run({"--preset-info", pluck});
+    // The list id (4 bytes), then tag, version, count and four pairs of id and value.
+    EXPECT_NE(info.out.find("chunk\tProg\t240\t" + std::to_string(4 + 12 + 4 * 12) + "\n"),
+              std::string::npos)
+        << info.out;
+    EXPECT_NE(info.out.find("attribute\tQEL3UnitTypePath\tstring\tprogram\thidden|writeProtected"),
+              std::string::npos)
+        << info.out;
+
+    ProgramRun loadedPluck = run({"--preset-load", "--class", kQelSynthName, modules, pluck});
+    ProgramRun loadedSoft = run({"--preset-load", "--class", kQelSynthName, modules, soft});
+    ASSERT_EQ(loadedPluck.status, 0) << loadedPluck.err;
+    std::vector<std::string> texts = column(loadedPluck.out, 3);
+    ASSERT_EQ(texts.size(), size_t(kQelSynthParameterCount));
+    EXPECT_EQ(texts[kQelSynthWaveformParamId], "Saw");
+    EXPECT_NE(column(loadedSoft.out, 3)[kQelSynthWaveformParamId], "Saw");
+
+    ProgramRun beyond =
+        run({"--preset-save", "--class", kQelSynthName, modules, "--program-index", "4", soft});
+    EXPECT_EQ(beyond.status, 1);
+    EXPECT_NE(beyond.err.find("beyond the 4 programs"), std::string::npos) << beyond.err;
+}

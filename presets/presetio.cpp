@@ -54,7 +54,7 @@ bool savePresetFile(const std::string& path, const PresetSource& source, std::st
         return false;
     }
     if (source.programData && source.programList != -1 &&
-        !file.storeProgramData(source.programData, source.programList))
+        !file.storeProgramData(source.programData, source.programList, source.programIndex))
     {
         error = "the plug-in did not give its program data";
         return false;

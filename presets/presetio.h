@@ -23,9 +23,10 @@ struct PresetSource
     IComponent* component = nullptr;
     /** Left out when null. */
     IEditController* controller = nullptr;
-    /** With `programList` not -1, program 0 of that list goes into a "Prog" chunk. */
+    /** With `programList` not -1, program `programIndex` of that list goes into "Prog". */
     IProgramListData* programData = nullptr;
     int32 programList = -1;
+    int32 programIndex = 0;
     /** Written as the "Info" chunk when not null. */
     const MediaAttributeList* metaInfo = nullptr;
 };
