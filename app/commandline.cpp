@@ -155,7 +155,7 @@ void printUsage(std::ostream& out)
            "                          [--select PATH]... [--log FILE] [--junit FILE]\n"
            "                          [--isolate [--timeout SECONDS]] [--config-dir DIR]\n"
            "       Qel3PluginTestHost --preset-save --class NAME-OR-CID [MODULE-OR-FOLDER...]\n"
-           "                          [--set PARAM-ID=NORMALIZED]... FILE\n"
+           "                          [--set PARAM-ID=NORMALIZED]... [--program-index N] FILE\n"
            "       Qel3PluginTestHost --preset-info FILE\n"
            "       Qel3PluginTestHost --preset-load --class NAME-OR-CID [MODULE-OR-FOLDER...] "
            "FILE\n"
