@@ -74,7 +74,8 @@ const PresetFile::Entry* PresetFile::getLastEntry() const
 {
     const Entry* last = nullptr;
     for (int32 i = 0; i < entryCount; ++i)
-        if (!last || entries[i].offset + entries[i].size > last->offset + last->size)
+        if (!last || saturatedAdd(entries[i].offset, entries[i].size) >
+                         saturatedAdd(last->offset, last->size))
             last = &entries[i];
     return last;
 }
@@ -263,7 +264,7 @@ IBStream* PresetFile::openChunk(const Entry& entry, int64 skip)
 {
     if (skip > entry.size)
         skip = entry.size;
-    return new ReadOnlyBStream(stream, entry.offset + skip, entry.size - skip);
+    return new ReadOnlyBStream(stream, saturatedAdd(entry.offset, skip), entry.size - skip);
 }
 
 bool PresetFile::prepareMetaInfoUpdate()
@@ -279,8 +280,8 @@ bool PresetFile::prepareMetaInfoUpdate()
         --entryCount;
     }
     else if (const Entry* last = getLastEntry())
-        position = last->offset + last->size;
-    return seekTo(position);
+        position = saturatedAdd(last->offset, last->size);
+    return position >= kHeaderSize && position < INT64_MAX && seekTo(position);
 }
 
 bool PresetFile::writeMetaInfo(const char* xml, int32 size, bool force)

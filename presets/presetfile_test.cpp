@@ -328,3 +328,33 @@ TEST(PresetFileMetaInfo, AnInfoChunkClaimingMoreThanTheFileHasReadsAsNone)
     EXPECT_FALSE(opened.file.isInside(*opened.file.getEntry(kMetaInfo)));
     EXPECT_TRUE(opened.file.isInside(*opened.file.getEntry(kComponentState)));
 }
+
+TEST(PresetFileReading, OffsetsNearTheLimitsOfInt64DoNotOverflow)
+{
+    // Found by fuzzing: sums of offset and size beyond int64 in a damaged list.
+    std::string bytes = handPreset(kGainText, {{"Comp", "abcd"}, {"Cont", "xy"}});
+    size_t list = size_t(getLE64(bytes, 40)) + 8;
+    std::string huge("\xf0\xff\xff\xff\xff\xff\xff\x7f", 8);
+    bytes.replace(list + 4, 8, huge);       // first offset
+    bytes.replace(list + 12, 8, huge);      // first size
+    bytes.replace(list + 20 + 12, 8, huge); // second size
+    Opened opened(bytes);
+    ASSERT_TRUE(opened.file.readChunkList());
+    EXPECT_FALSE(opened.file.prepareMetaInfoUpdate());
+    EXPECT_FALSE(opened.file.writeMetaInfo("<MetaInfo/>"));
+
+    FMemoryStream* source = streamOf("0123456789");
+    ReadOnlyBStream* window = new ReadOnlyBStream(source, INT64_MAX - 2, 100);
+    source->release();
+    char buffer[8];
+    int32 got = -1;
+    window->seek(50, IBStream::kIBSeekSet);
+    EXPECT_NE(window->read(buffer, 8, &got), kResultOk);
+    EXPECT_EQ(got, 0);
+    int64 position = 0;
+    EXPECT_EQ(window->seek(INT64_MAX, IBStream::kIBSeekCur, &position), kResultOk);
+    EXPECT_EQ(position, 100);
+    EXPECT_EQ(window->seek(INT64_MIN, IBStream::kIBSeekEnd, &position), kResultOk);
+    EXPECT_EQ(position, 0);
+    window->release();
+}

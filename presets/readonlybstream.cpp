@@ -31,8 +31,9 @@ tresult ReadOnlyBStream::read(void* buffer, int32 numBytes, int32* numBytesRead)
     if (count == 0)
         return kResultOk;
     int64 reached = -1;
-    if (source->seek(sourceOffset + position, kIBSeekSet, &reached) != kResultOk ||
-        reached != sourceOffset + position)
+    int64 target = saturatedAdd(sourceOffset, position);
+    if (target < 0 || target == INT64_MAX ||
+        source->seek(target, kIBSeekSet, &reached) != kResultOk || reached != target)
         return kResultFalse;
     int32 got = 0;
     tresult result = source->read(buffer, count, &got);
@@ -59,10 +60,10 @@ tresult ReadOnlyBStream::seek(int64 pos, int32 mode, int64* result)
         target = pos;
         break;
     case kIBSeekCur:
-        target = position + pos;
+        target = saturatedAdd(position, pos);
         break;
     case kIBSeekEnd:
-        target = size + pos;
+        target = saturatedAdd(size, pos);
         break;
     default:
         break;

@@ -10,6 +10,16 @@ namespace Quillmark
 namespace Qel
 {
 
+/** a + b, held at the limits of int64 instead of overflowing: offsets and sizes come from
+    files, and a damaged one may hold any number. */
+inline int64 saturatedAdd(int64 a, int64 b)
+{
+    int64 sum = 0;
+    if (__builtin_add_overflow(a, b, &sum))
+        return b > 0 ? INT64_MAX : INT64_MIN;
+    return sum;
+}
+
 class ReadOnlyBStream : public FStreamBase
 {
 public:
