@@ -157,6 +157,51 @@ bool PHostPresets::restoreAttributes(const FAttributes& attributes)
     return true;
 }
 
+bool PHostPresets::openStorage(const PresetManager& manager)
+{
+    if (!storage)
+    {
+        std::unique_ptr<IPresetStorage> opened = manager.open(bankID.toUtf8(), 2);
+        if (!opened)
+            return false;
+        storage = std::move(opened);
+    }
+    fillFrom(*storage);
+    return true;
+}
+
+void PHostPresets::fillFrom(const IPresetStorage& source)
+{
+    for (int32 i = getPresetCount() - 1; i >= 0; --i)
+        removePreset(getPreset(i));
+    removeAll();
+    for (int32 i = 0; i < source.countPresets(); ++i)
+    {
+        auto* preset = new FAttributes;
+        if (source.readPreset(i, *preset))
+            addPreset(preset);
+        preset->release();
+    }
+    for (int32 i = 0; i < source.countSubBanks(); ++i)
+    {
+        std::unique_ptr<IPresetStorage> sub = source.openSubBank(i);
+        if (!sub)
+            continue;
+        auto* child = new PHostPresets(sub->getName().c_str());
+        child->storageType = storageType;
+        child->bankID = bankID;
+        child->storage = std::move(sub);
+        child->fillFrom(*child->storage);
+        if (!addChild(child))
+            child->release();
+    }
+}
+
+bool PHostPresets::loadPreset(FAttributes& target, int32 index) const
+{
+    return storage && storage->readPreset(index, target);
+}
+
 // The choice control
 
 PPresetChoice::Form PPresetChoice::chooseForm(const PPresetBank& top, int32 bankCount)

@@ -6,6 +6,7 @@
 
 #include "base/fattributes.h"
 #include "base/fnode.h"
+#include "presets/presetstorage.h"
 
 #include <functional>
 #include <map>
@@ -68,10 +69,23 @@ public:
     void storeAttributes(FAttributes& attributes) const;
     bool restoreAttributes(const FAttributes& attributes);
 
+    /** Opens the storage of `bankID` through `manager` (mode 2), reads its presets into the
+        bank and makes a child PHostPresets for each sub-bank, with this bank's storage type and
+        identifier, walking on into them. False when the storage cannot be opened; the bank
+        then stays empty. */
+    bool openStorage(const PresetManager& manager);
+    /** Fills `target` with preset `index` of the storage; false without storage. */
+    bool loadPreset(FAttributes& target, int32 index) const;
+
     int32 storageType = -1;
     String bankID;
 
     QEL_DECLARE_CLASS(PHostPresets, PPresetBank)
+
+private:
+    void fillFrom(const IPresetStorage& source);
+
+    std::shared_ptr<IPresetStorage> storage;
 };
 
 /** The preset selection control's decisions. */

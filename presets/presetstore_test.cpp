@@ -1,6 +1,7 @@
 #include "presets/presetstore.h"
 
 #include "base/fstreams.h"
+#include "hosting/testsupport.h"
 
 #include <gtest/gtest.h>
 
@@ -185,4 +186,60 @@ TEST(ResourceTrees, MenusTranslateTitlesAndKeepTheStoredText)
     std::vector<FXmlTree::MenuItem> all;
     FXmlTree::fillMenu(all, styles.getRoot(), false);
     EXPECT_EQ(all.size(), 30u); // each group as an item and as a sub-menu
+}
+
+TEST(HostPresets, StorageFillsTheBankAndItsSubBanks)
+{
+    Quillmark::testing::TempFolder temp;
+    std::string root = temp.folder("banks");
+    std::filesystem::create_directories(root + "/user/Leads");
+    auto writePreset = [](const std::string& path, const char* name)
+    {
+        FAttributes preset;
+        preset.setString("Name", name);
+        FMemoryStream* stream = new FMemoryStream;
+        preset.writeXml(stream);
+        Quillmark::testing::writeFile(path, std::string(stream->data(), size_t(stream->size())));
+        stream->release();
+    };
+    writePreset(root + "/user/b.preset", "Second");
+    writePreset(root + "/user/a.preset", "First");
+    writePreset(root + "/user/Leads/x.preset", "Lead");
+    Quillmark::testing::writeFile(root + "/user/notes.txt", "not a preset");
+
+    PresetManager manager(root);
+    PHostPresets bank("User");
+    bank.bankID = "user";
+    bank.storageType = 3;
+    ASSERT_TRUE(bank.openStorage(manager));
+    ASSERT_EQ(bank.getPresetCount(), 2);
+    String name;
+    bank.getPreset(0)->getString("Name", name);
+    EXPECT_EQ(name, String("First"));
+    ASSERT_EQ(bank.countChildren(), 1);
+    auto* leads = FCast<PHostPresets>(bank.getChild(0));
+    ASSERT_NE(leads, nullptr);
+    EXPECT_EQ(leads->getName(), String("Leads"));
+    EXPECT_EQ(leads->storageType, 3);
+    EXPECT_EQ(leads->bankID, String("user"));
+    EXPECT_EQ(leads->getPresetCount(), 1);
+    EXPECT_EQ(PPresetChoice::chooseForm(bank), PPresetChoice::Form::kBrowser);
+
+    FAttributes loaded;
+    ASSERT_TRUE(bank.loadPreset(loaded, 1));
+    loaded.getString("Name", name);
+    EXPECT_EQ(name, String("Second"));
+    EXPECT_FALSE(bank.loadPreset(loaded, 2));
+
+    // A second open reads afresh instead of adding the same presets again.
+    ASSERT_TRUE(bank.openStorage(manager));
+    EXPECT_EQ(bank.getPresetCount(), 2);
+    EXPECT_EQ(bank.countChildren(), 1);
+
+    PHostPresets escaping;
+    escaping.bankID = "../banks";
+    EXPECT_FALSE(escaping.openStorage(manager));
+    EXPECT_EQ(escaping.getPresetCount(), 0);
+    FAttributes nothing;
+    EXPECT_FALSE(escaping.loadPreset(nothing, 0));
 }
