@@ -56,6 +56,12 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             into = argv[++i];
             return true;
         };
+        if (isPresetJobOption(argument))
+        {
+            setJob(Job::kPreset, argument);
+            result.presetArguments.assign(argv + i, argv + argc);
+            break;
+        }
         if (argument == "--list")
             setJob(Job::kList, argument);
         else if (argument == "--test")
@@ -245,6 +251,16 @@ void printUsage(std::ostream& out)
            "       Qel3PluginTestHost --audio-info FILE...\n"
            "       Qel3PluginTestHost --audio-convert IN OUT [--sample-format int|float]\n"
            "                          [--sample-size BITS] [--sample-rate HZ] [--file-type NAME]\n"
+           "       Qel3PluginTestHost --preset-save --class NAME-OR-CID [MODULE-OR-FOLDER...]\n"
+           "                          [--set PARAM-ID=NORMALIZED]... [--program-index N] FILE\n"
+           "       Qel3PluginTestHost --preset-info FILE\n"
+           "       Qel3PluginTestHost --preset-load --class NAME-OR-CID [MODULE-OR-FOLDER...] "
+           "FILE\n"
+           "       Qel3PluginTestHost --convert-presets SRC-FOLDER DEST-FOLDER --uid ABCD\n"
+           "                          (--bank|--program)\n"
+           "       Qel3PluginTestHost --param-structure FILE-OR-MODULE\n"
+           "       Qel3PluginTestHost --representation FILE\n"
+           "       Qel3PluginTestHost --overwrite-plugin-name FOLDER --name NAME\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -299,6 +315,21 @@ void printUsage(std::ostream& out)
            "                     key<TAB>value line each) and the repairs its header needed\n"
            "  --audio-convert    convert IN to OUT in the format given (default: IN's own);\n"
            "                     the file type follows --file-type or OUT's extension\n"
+           "  --preset-save      save the state of a new instance of the class as a\n"
+           "                     .qelpreset file, after the --set values\n"
+           "  --preset-info      print the class, the chunks (identifier, offset, size)\n"
+           "                     and the meta attributes (id, type, value, flags)\n"
+           "  --preset-load      restore a preset into a new instance and print each\n"
+           "                     parameter: id, title, normalized value, text\n"
+           "  --convert-presets  convert each .qelpreset of a folder to fxb or fxp\n"
+           "  --param-structure  print the parameter structure (FILE.qelxml, or the one\n"
+           "                     beside a module): category bits, groups, parameters\n"
+           "                     with their evaluated ids, value types; warnings on\n"
+           "                     stderr\n"
+           "  --representation   print the pages, cells and layers of a representation\n"
+           "                     document as the page view shows them\n"
+           "  --overwrite-plugin-name  set the plug-in name in the meta information of\n"
+           "                     each .qelpreset of a folder\n"
            "  --help             show this text\n"
            "  --version          show the version\n"
            "\n"

@@ -27,6 +27,7 @@ struct CommandLine
         kMidiInfo,
         kAudioInfo,
         kAudioConvert,
+        kPreset,
     };
 
     Job job = Job::kNone;
@@ -58,6 +59,8 @@ struct CommandLine
     bool generic = false;
     // --audio-convert: the options of the target format, by option name ("--sample-rate").
     std::vector<std::pair<std::string, std::string>> audioOptions;
+    // The preset modes: the mode's option and everything after it, read by the preset job.
+    std::vector<std::string> presetArguments;
     std::string error; // a usage error, naming the wrong argument
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;

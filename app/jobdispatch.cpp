@@ -5,6 +5,7 @@
 #include "app/audiofilejob.h"
 #include "app/listjob.h"
 #include "app/midiinfojob.h"
+#include "app/presetjob.h"
 #include "app/testjob.h"
 #include "app/testtreejobs.h"
 #include "base/platform/paths.h"
@@ -40,6 +41,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runAudioInfoJob(commandLine, out, err);
     case CommandLine::Job::kAudioConvert:
         return runAudioConvertJob(commandLine, out, err);
+    case CommandLine::Job::kPreset:
+        return runPresetJob(commandLine, out, err);
     case CommandLine::Job::kMidiInfo:
         return runMidiInfoJob(commandLine, out, err);
     case CommandLine::Job::kInfo:

@@ -106,6 +106,60 @@ tresult QelSynth::setComponentState(IBStream* state)
     return kResultOk;
 }
 
+tresult QelSynth::programDataSupported(ProgramListID listId)
+{
+    return listId == Synth::kFactoryListId ? kResultOk : kResultFalse;
+}
+
+tresult QelSynth::getProgramData(ProgramListID listId, int32 programIndex, IBStream* data)
+{
+    if (listId != Synth::kFactoryListId || programIndex < 0 ||
+        programIndex >= static_cast<int32>(std::size(Synth::kPrograms)) || !data)
+        return kResultFalse;
+    const auto sound = Synth::programValues(programIndex);
+    StateWriter writer(data);
+    writer.writeUInt32(kStateTag);
+    writer.writeInt32(kStateVersion);
+    writer.writeInt32(static_cast<int32>(sound.size()));
+    for (const auto& [id, normalized] : sound)
+    {
+        writer.writeUInt32(id);
+        writer.writeDouble(normalized);
+    }
+    return writer.ok() ? kResultOk : kResultFalse;
+}
+
+tresult QelSynth::setProgramData(ProgramListID listId, int32 programIndex, IBStream* data)
+{
+    // The programs themselves are fixed; data handed in becomes the sound being played.
+    if (listId != Synth::kFactoryListId || programIndex < 0 ||
+        programIndex >= static_cast<int32>(std::size(Synth::kPrograms)) || !data)
+        return kResultFalse;
+    StateReader reader(data);
+    const uint32 tag = reader.readUInt32();
+    const int32 version = reader.readInt32();
+    const int32 count = reader.readInt32();
+    if (!reader.ok() || tag != kStateTag || version != kStateVersion || count < 0 ||
+        count > Synth::kParameterCount)
+        return kResultFalse;
+    std::array<std::pair<ParamID, ParamValue>, Synth::kParameterCount> read{};
+    for (int32 i = 0; i < count; ++i)
+    {
+        const uint32 id = reader.readUInt32();
+        const double value = reader.readDouble();
+        if (!reader.ok() || id >= static_cast<uint32>(Synth::kParameterCount) ||
+            !(value >= 0.0 && value <= 1.0))
+            return kResultFalse;
+        read[static_cast<size_t>(i)] = {id, value};
+    }
+    for (int32 i = 0; i < count; ++i)
+    {
+        setValue(read[static_cast<size_t>(i)].first, read[static_cast<size_t>(i)].second);
+        parameters.set(read[static_cast<size_t>(i)].first, read[static_cast<size_t>(i)].second);
+    }
+    return kResultOk;
+}
+
 tresult QelSynth::setParamNormalized(ParamID id, ParamValue normalized)
 {
     if (!parameters.set(id, normalized))

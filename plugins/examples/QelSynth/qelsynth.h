@@ -7,6 +7,7 @@
 #include "common/processhelpers.h"
 #include "qel3/ikeyswitch.h"
 #include "qel3/inoteexpression.h"
+#include "qel3ext/iprogramdata.h"
 #include "qelsynthdefs.h"
 #include "qelsynthvoice.h"
 
@@ -20,9 +21,11 @@ namespace Qel
 namespace Examples
 {
 
-class QelSynth : public UnitedBase<IMidiMapping, INoteExpressionController, IKeyswitchController>
+class QelSynth : public UnitedBase<IMidiMapping, INoteExpressionController, IKeyswitchController,
+                                   IProgramListData>
 {
-    using Base = UnitedBase<IMidiMapping, INoteExpressionController, IKeyswitchController>;
+    using Base =
+        UnitedBase<IMidiMapping, INoteExpressionController, IKeyswitchController, IProgramListData>;
 
 public:
     QelSynth();
@@ -30,6 +33,12 @@ public:
     // IComponent
     /** One object plays both roles, so there is no controller class to name. */
     tresult getControllerClassId(TUID classId) override { return kResultFalse; }
+
+    // IProgramListData: the factory list's programs as the sound each one makes, in the format
+    // of the state, so a preset can carry one program.
+    tresult programDataSupported(ProgramListID listId) override;
+    tresult getProgramData(ProgramListID listId, int32 programIndex, IBStream* data) override;
+    tresult setProgramData(ProgramListID listId, int32 programIndex, IBStream* data) override;
     /** The state of both halves: all parameter values. */
     tresult setState(IBStream* state) override;
     tresult getState(IBStream* state) override;
