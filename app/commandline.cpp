@@ -7,6 +7,14 @@
 namespace Quillmark
 {
 
+bool CommandLine::isPresetJobOption(const std::string& argument)
+{
+    return argument == "--preset-save" || argument == "--preset-info" ||
+           argument == "--preset-load" || argument == "--convert-presets" ||
+           argument == "--param-structure" || argument == "--representation" ||
+           argument == "--overwrite-plugin-name";
+}
+
 CommandLine CommandLine::parse(int argc, const char* const argv[])
 {
     CommandLine result;
@@ -56,7 +64,7 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             into = argv[++i];
             return true;
         };
-        if (isPresetJobOption(argument))
+        if (CommandLine::isPresetJobOption(argument))
         {
             setJob(Job::kPreset, argument);
             result.presetArguments.assign(argv + i, argv + argc);

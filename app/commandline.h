@@ -65,6 +65,10 @@ struct CommandLine
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;
 
+    /** True for an option that starts one of the preset modes, which read the arguments
+        after it themselves. */
+    static bool isPresetJobOption(const std::string& argument);
+
     /** Reads the arguments; on a usage error `error` is set. */
     static CommandLine parse(int argc, const char* const argv[]);
 };

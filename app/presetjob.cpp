@@ -59,6 +59,7 @@ struct PresetOptions
     bool programIndexGiven = false;
     int form = 0; // 1 bank, 2 program
     bool verbose = false;
+    std::string configFolder;
     std::string error;
 };
 
@@ -136,9 +137,7 @@ PresetOptions parseOptions(const std::vector<std::string>& arguments)
             options.verbose = true;
         else if (argument == "--config-dir")
         {
-            std::string folder;
-            if (value(folder))
-                platform::setUserDataFolder(folder);
+            value(options.configFolder);
         }
         else if (!argument.empty() && argument[0] == '-')
             options.error = "unknown option for " + options.mode + ": " + argument;
@@ -146,6 +145,12 @@ PresetOptions parseOptions(const std::vector<std::string>& arguments)
             options.positional.push_back(argument);
     }
     return options;
+}
+
+/** The data folder given after the mode's option, or before it. */
+std::string configFolder(const PresetOptions& options, const CommandLine& commandLine)
+{
+    return options.configFolder.empty() ? commandLine.configFolder : options.configFolder;
 }
 
 std::string upper(std::string text)
@@ -385,7 +390,8 @@ int presetSave(const PresetOptions& options, const CommandLine& commandLine, std
     }
     std::vector<std::string> folders(options.positional.begin(), options.positional.end() - 1);
     const std::string& path = options.positional.back();
-    HostSession session(err, options.verbose || commandLine.verbose);
+    HostSession session(err, options.verbose || commandLine.verbose,
+                        configFolder(options, commandLine));
     Instance instance;
     FComponentDescription* description = nullptr;
     if (!makeInstance(session, options, folders, instance, description, err))
@@ -533,7 +539,8 @@ int presetLoad(const PresetOptions& options, const CommandLine& commandLine, std
     // The file is checked before any plug-in sees a byte of it.
     if (!openPreset(path, bytes, stream, file, err))
         return kExitFailure;
-    HostSession session(err, options.verbose || commandLine.verbose);
+    HostSession session(err, options.verbose || commandLine.verbose,
+                        configFolder(options, commandLine));
     Instance instance;
     FComponentDescription* description = nullptr;
     if (!makeInstance(session, options, folders, instance, description, err))
@@ -776,14 +783,6 @@ int overwritePluginName(const PresetOptions& options, std::ostream& out, std::os
 }
 
 } // namespace
-
-bool isPresetJobOption(const std::string& argument)
-{
-    return argument == "--preset-save" || argument == "--preset-info" ||
-           argument == "--preset-load" || argument == "--convert-presets" ||
-           argument == "--param-structure" || argument == "--representation" ||
-           argument == "--overwrite-plugin-name";
-}
 
 int runPresetJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
 {

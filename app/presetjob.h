@@ -12,9 +12,6 @@ namespace Quillmark
 
 struct CommandLine;
 
-/** True for an option that starts one of the preset modes. */
-bool isPresetJobOption(const std::string& argument);
-
 /** Runs the preset mode in `commandLine.presetArguments` (the mode's option first). */
 int runPresetJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err);
 

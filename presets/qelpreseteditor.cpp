@@ -1,7 +1,7 @@
 #include "presets/qelpreseteditor.h"
 
-#include "base/uintvalues.h"
-#include "base/ustringvalue.h"
+#include "base/values/uintvalues.h"
+#include "base/values/ustringvalue.h"
 
 namespace Quillmark
 {

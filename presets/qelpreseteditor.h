@@ -4,8 +4,8 @@
 // view binds to its values by name.
 #pragma once
 
-#include "base/umenuvalue.h"
-#include "base/uvaluecontainer.h"
+#include "base/values/umenuvalue.h"
+#include "base/values/uvaluecontainer.h"
 #include "presets/presetstore.h"
 #include "presets/qelpresetmedium.h"
 
