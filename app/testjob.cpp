@@ -184,9 +184,7 @@ void printRepeatCommands(const CommandLine& commandLine, const std::vector<TestO
     for (size_t index = 0; index < failed.size() && index < kMostShown; ++index)
     {
         const TestOutcome& outcome = *failed[index];
-        std::string path =
-            outcome.path.rfind("Root/", 0) == 0 ? outcome.path.substr(5) : outcome.path;
-        out << "  " << common << " --select " << shellWord(path);
+        out << "  " << common << " --select " << shellWord(TestReporter::withoutRoot(outcome.path));
         if (outcome.randomState)
             out << " --random-state " << *outcome.randomState;
         out << "\n";

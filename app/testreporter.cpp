@@ -5,16 +5,11 @@
 namespace Quillmark
 {
 
-namespace
-{
-
-std::string withoutRoot(const std::string& path)
+std::string TestReporter::withoutRoot(const std::string& path)
 {
     const std::string root = "Root/";
     return path.rfind(root, 0) == 0 ? path.substr(root.size()) : path;
 }
-
-} // namespace
 
 TestReporter::TestReporter(std::ostream& out, ProgressLine& progress) : out(out), progress(progress)
 {

@@ -33,6 +33,8 @@ public:
     const std::vector<TestOutcome>& getOutcomes() const { return outcomes; }
     ProgressLine& getProgress() { return progress; }
 
+    /** A path of the tree as a user gives it: without the leading "Root/". */
+    static std::string withoutRoot(const std::string& path);
     /** The verdict line of `outcome`, without its newline. */
     static std::string verdictLine(const TestOutcome& outcome);
 

@@ -212,6 +212,17 @@ bool QelAudioOperator::buildProcessData()
 
 tresult QelAudioOperator::activateBus(BusDirection direction, int32 index, bool state)
 {
+    return activateBusOf(kAudio, direction, index, state);
+}
+
+tresult QelAudioOperator::activateEventBus(BusDirection direction, int32 index, bool state)
+{
+    return activateBusOf(kEvent, direction, index, state);
+}
+
+tresult QelAudioOperator::activateBusOf(MediaType type, BusDirection direction, int32 index,
+                                        bool state)
+{
     if (!component)
         return kResultFalse;
     // Busses may not change on an active component.
@@ -219,21 +230,7 @@ tresult QelAudioOperator::activateBus(BusDirection direction, int32 index, bool 
     if (wasActive)
         setActive(false);
     const tresult result =
-        guarded([&] { return component->activateBus(kAudio, direction, index, state); });
-    if (wasActive)
-        setActive(true);
-    return result;
-}
-
-tresult QelAudioOperator::activateEventBus(BusDirection direction, int32 index, bool state)
-{
-    if (!component)
-        return kResultFalse;
-    const bool wasActive = isActive();
-    if (wasActive)
-        setActive(false);
-    const tresult result =
-        guarded([&] { return component->activateBus(kEvent, direction, index, state); });
+        guarded([&] { return component->activateBus(type, direction, index, state); });
     if (wasActive)
         setActive(true);
     return result;

@@ -99,6 +99,9 @@ protected:
     std::string problem;
 
 private:
+    /** Switches a bus of either kind, with the plug-in inactive around the change. */
+    tresult activateBusOf(Qel::MediaType type, Qel::BusDirection direction, int32 index,
+                          bool state);
     struct Direction
     {
         std::vector<Qel::AudioBusBuffers> busses;

@@ -11,15 +11,6 @@ namespace Quillmark
 namespace
 {
 
-int rowOf(const FNode& node)
-{
-    FNode* parent = node.getParent();
-    for (int32 row = 0; parent && row < parent->countChildren(); ++row)
-        if (parent->getChild(row) == &node)
-            return row;
-    return 0;
-}
-
 QString qtText(const String& text)
 {
     return QString::fromStdString(text.toUtf8());
@@ -61,7 +52,8 @@ QModelIndex InformerModel::parent(const QModelIndex& child) const
     FNode* parentNode = node ? node->getParent() : nullptr;
     if (!parentNode || parentNode == root)
         return {};
-    return createIndex(rowOf(*parentNode), 0, parentNode);
+    FNode* grandParent = parentNode->getParent();
+    return createIndex(grandParent ? grandParent->indexOf(parentNode) : 0, 0, parentNode);
 }
 
 int InformerModel::rowCount(const QModelIndex& parent) const

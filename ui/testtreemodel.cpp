@@ -18,13 +18,8 @@ FTestNode* childAt(const FTestNode& node, int row)
 
 int rowOf(const FTestNode& node)
 {
-    auto* parent = FCast<FTestNode>(node.getParent());
-    if (!parent)
-        return 0;
-    for (int32 row = 0; row < parent->countChildren(); ++row)
-        if (parent->getChild(row) == &node)
-            return row;
-    return 0;
+    FNode* parent = node.getParent();
+    return parent ? parent->indexOf(&node) : 0;
 }
 
 } // namespace
