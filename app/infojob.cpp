@@ -6,6 +6,7 @@
 #include "app/info/genericeditor.h"
 #include "app/info/infopage.h"
 #include "app/info/infoprinter.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/plugprovider.h"
 #include "qel3/ipluginfactory.h"
@@ -17,19 +18,6 @@ namespace Quillmark
 
 namespace
 {
-
-/** True when `wanted` is empty, the class's name, or its identifier in either text form. */
-bool matchesClass(const FComponentDescription& description, const std::string& wanted)
-{
-    if (wanted.empty() || description.getName().toUtf8() == wanted)
-        return true;
-    std::string plain;
-    for (char c : wanted)
-        if (c != '{' && c != '}' && c != '-')
-            plain += c;
-    FUID cid;
-    return cid.fromString(plain.c_str()) && cid == description.getCid();
-}
 
 /** Prints one class's page; false when the class could not be brought to life. */
 bool printClass(FComponentRegistry& registry, FComponentDescription& description, bool generic,
@@ -108,8 +96,7 @@ int runInfoJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
     }
     if (shown + failed == 0)
     {
-        err << "Qel3PluginTestHost: no class found"
-            << (commandLine.testClass.empty() ? "" : " named " + commandLine.testClass) << "\n";
+        err << noClassFoundText(commandLine.testClass);
         return kExitFailure;
     }
     return failed == 0 ? kExitOk : kExitFailure;

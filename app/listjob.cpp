@@ -2,6 +2,7 @@
 
 #include "app/commandline.h"
 #include "app/hostsession.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 
 #include <ostream>
@@ -38,7 +39,7 @@ int runListJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
     out.flush();
     if (listed == 0)
     {
-        err << "Qel3PluginTestHost: no class found\n";
+        err << noClassFoundText({});
         return kExitFailure;
     }
     return kExitOk;

@@ -7,6 +7,7 @@
 #include "base/platform/paths.h"
 #include "conformity/automation/paramchanges.h"
 #include "conformity/processbuffers.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/plugprovider.h"
 #include "presets/fxpconverter.h"
@@ -153,30 +154,6 @@ std::string configFolder(const PresetOptions& options, const CommandLine& comman
     return options.configFolder.empty() ? commandLine.configFolder : options.configFolder;
 }
 
-std::string upper(std::string text)
-{
-    for (char& c : text)
-        c = char(std::toupper(static_cast<unsigned char>(c)));
-    return text;
-}
-
-/** The class of that name or identifier (plain or registry form), or null. */
-FComponentDescription* findClass(FComponentRegistry& registry, const std::string& nameOrCid)
-{
-    std::string wanted = upper(nameOrCid);
-    for (int32 index = 0; index < registry.countDescriptions(); ++index)
-    {
-        FComponentDescription* description = registry.getDescription(index);
-        if (!FCast<FPluginComponent>(description))
-            continue;
-        const FUID& cid = description->getCid();
-        if (description->getName().toUtf8() == nameOrCid || cid.toString() == wanted ||
-            cid.toRegistryString() == wanted)
-            return description;
-    }
-    return nullptr;
-}
-
 std::string describeParameterText(IEditController* controller, ParamID id, double value)
 {
     String128 text = {};
@@ -306,10 +283,10 @@ bool makeInstance(HostSession& session, const PresetOptions& options,
         return false;
     }
     session.scan(folders);
-    description = findClass(session.getRegistry(), options.className);
+    description = findPluginClass(session.getRegistry(), options.className);
     if (!description)
     {
-        err << kProgram << "no class named " << options.className << "\n";
+        err << noClassFoundText(options.className);
         return false;
     }
     instance.provider = new PlugProvider(&session.getRegistry(), description->getCid(), true);

@@ -12,6 +12,7 @@
 #include "base/platform/paths.h"
 #include "conformity/testrandom.h"
 #include "conformity/testrunservice.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/fmodulemanager.h"
 
@@ -98,8 +99,7 @@ int runInProcess(const CommandLine& commandLine, HostSession& session, TestRepor
     };
     if (service.countClasses() == 0)
     {
-        err << "Qel3PluginTestHost: no class found"
-            << (commandLine.testClass.empty() ? "" : " named " + commandLine.testClass) << "\n";
+        err << noClassFoundText(commandLine.testClass);
         return finish(kExitUsage);
     }
 

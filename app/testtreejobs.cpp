@@ -5,6 +5,7 @@
 #include "app/hostsession.h"
 #include "conformity/testrunservice.h"
 #include "conformity/testtreenames.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 
 #include <ostream>
@@ -39,8 +40,7 @@ struct TreeSession
         service->open();
         if (service->countClasses() == 0)
         {
-            err << "Qel3PluginTestHost: no class found"
-                << (commandLine.testClass.empty() ? "" : " named " + commandLine.testClass) << "\n";
+            err << noClassFoundText(commandLine.testClass);
             return kExitUsage;
         }
         return kExitOk;

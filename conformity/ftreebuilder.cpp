@@ -1,6 +1,7 @@
 #include "conformity/ftreebuilder.h"
 
 #include "conformity/qeltestbase.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/plugprovider.h"
 #include "hosting/qelhostcontext.h"
@@ -37,17 +38,7 @@ bool FTreeBuilder::accepts(const FComponentDescription& description) const
 {
     if (!description.available)
         return false;
-    if (classFilter.empty())
-        return true;
-    if (description.getName().toUtf8() == classFilter)
-        return true;
-    // Both text forms of an identifier: plain, or in braces with dashes.
-    std::string plain;
-    for (char c : classFilter)
-        if (c != '{' && c != '}' && c != '-')
-            plain += c;
-    FUID cid;
-    return cid.fromString(plain.c_str()) && cid == description.getCid();
+    return matchesClass(description, classFilter);
 }
 
 void FTreeBuilder::initialize(FTester&, FTestNode& root)

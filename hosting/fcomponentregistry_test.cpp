@@ -2,6 +2,7 @@
 
 #include "base/fdefaults.h"
 #include "base/platform/dynlib.h"
+#include "hosting/classlookup.h"
 #include "hosting/fmodule.h"
 #include "hosting/fpluginexception.h"
 #include "hosting/fplugininstance.h"
@@ -529,4 +530,28 @@ TEST_F(Registry, ObserversAreToldOfEachClassFromAModule)
     scan(modules);
     FClassObservers::remove(&recorder);
     EXPECT_EQ(recorder.seen.size(), 3u);
+}
+
+TEST_F(Registry, AClassIsFoundByNameOrEitherFormOfItsIdentifier)
+{
+    copyInto(exampleModule(kQelGainModule), modules);
+    ASSERT_EQ(scan(modules), 1);
+    FComponentDescription* gain = registry->findByCid(FUID(kQelGainCid));
+    ASSERT_NE(gain, nullptr);
+
+    std::string plain = gain->getCid().toString();
+    std::string braced = gain->getCid().toRegistryString();
+    std::string lower = plain;
+    for (char& c : lower)
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+
+    for (const std::string& wanted : {std::string(kQelGainName), plain, braced, lower})
+        EXPECT_EQ(findPluginClass(*registry, wanted), gain) << wanted;
+    EXPECT_EQ(findPluginClass(*registry, "Qel gain"), nullptr);
+    EXPECT_TRUE(matchesClass(*gain, ""));
+
+    gain->available = false;
+    EXPECT_EQ(findPluginClass(*registry, kQelGainName), nullptr);
+    EXPECT_EQ(noClassFoundText("Qel Gain"), "Qel3PluginTestHost: no class found named Qel Gain\n");
+    EXPECT_EQ(noClassFoundText(""), "Qel3PluginTestHost: no class found\n");
 }

@@ -7,6 +7,7 @@
 #include "conformity/testrandom.h"
 #include "conformity/testrunservice.h"
 #include "conformity/testtreenames.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/plugprovider.h"
 
@@ -117,9 +118,7 @@ bool IsolatedRun::planUnits(std::vector<Unit>& units)
     };
     if (classUnits.empty())
     {
-        observer.diagnostic("Qel3PluginTestHost: no class found" +
-                            (options.classFilter.empty() ? "" : " named " + options.classFilter) +
-                            "\n");
+        observer.diagnostic(noClassFoundText(options.classFilter));
         return close(false);
     }
 
