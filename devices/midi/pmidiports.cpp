@@ -61,6 +61,15 @@ int32 PMidiOutput::countReceivers() const
     return int32(targets.size());
 }
 
+bool PMidiOutput::removeConnection(PPort* other)
+{
+    const bool removed = POutput::removeConnection(other);
+    FGuard guard(targetLock);
+    for (auto target = targets.begin(); target != targets.end();)
+        target = target->port == other ? targets.erase(target) : target + 1;
+    return removed;
+}
+
 void PMidiOutput::connectionsChanged()
 {
     std::vector<Target> found;
@@ -70,6 +79,7 @@ void PMidiOutput::connectionsChanged()
         if (!port || !port->isType("midi"))
             continue;
         Target target;
+        target.port = port;
         target.input = FCast<PMidiInput>(static_cast<FObject*>(port));
         if (!target.input)
         {

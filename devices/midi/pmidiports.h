@@ -48,12 +48,17 @@ public:
     /** How many places `deliver` reaches now. */
     int32 countReceivers() const;
 
+    /** Also forgets the port as a receiver at once: a port that goes away takes itself out of
+        its connections without any further notice. */
+    bool removeConnection(PPort* other) override;
+
 protected:
     void connectionsChanged() override;
 
 private:
     struct Target
     {
+        PPort* port = nullptr;
         PMidiInput* input = nullptr;
         IMidiEventReceiver* receiver = nullptr; // borrowed from the connected port's owner
     };

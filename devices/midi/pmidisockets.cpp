@@ -6,6 +6,7 @@
 #include "midi/pmidievents.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace Quillmark
 {
@@ -84,13 +85,26 @@ void PMidiOutSocket::activeChanged(bool state)
         deactivate();
 }
 
-void PMidiOutSocket::insertByTime(std::vector<PEvent*>& queue, PEvent* event)
+namespace
 {
-    const auto place = std::upper_bound(queue.begin(), queue.end(), event->getTime(),
-                                        [](double time, const PEvent* queued)
-                                        { return time < queued->getTime(); });
-    queue.insert(place, event);
+template <class Entry> double timeOf(const Entry& entry)
+{
+    if constexpr (std::is_pointer_v<Entry>)
+        return entry->getTime();
+    else
+        return entry.event->getTime();
 }
+
+/** Behind every entry of the same or an earlier time, so equal times keep their arrival. */
+template <class Entry> void insertByTime(std::vector<Entry>& list, const Entry& entry)
+{
+    const double time = timeOf(entry);
+    const auto place =
+        std::upper_bound(list.begin(), list.end(), time,
+                         [](double t, const Entry& queued) { return t < timeOf(queued); });
+    list.insert(place, entry);
+}
+} // namespace
 
 bool PMidiOutSocket::send(PEvent* event)
 {
@@ -116,7 +130,7 @@ bool PMidiOutSocket::send(PEvent* event)
                 const double start = event->getTime() < 0 ? platform::seconds() : event->getTime();
                 noteOff->setTime(start + std::max(length, 0.0));
                 noteOff->setNoteId(midi->getNoteId());
-                insertByTime(noteOffs, noteOff);
+                insertByTime(noteOffs, PendingNoteOff{noteOff, event});
             }
         }
     }
@@ -169,33 +183,44 @@ void PMidiOutSocket::play(PEvent* event)
 double PMidiOutSocket::sendDueEvents(double now)
 {
     FGuard guard(queueLock);
-    size_t fromQueue = 0, fromNoteOffs = 0;
+    size_t fromQueue = 0;
     while (true)
     {
-        PEvent* next = nullptr;
-        bool isNoteOff = false;
-        if (fromQueue < queue.size() && queue[fromQueue]->getTime() <= now)
-            next = queue[fromQueue];
-        // A note-off due at the same time as the next event goes first: it ends an older note.
-        if (fromNoteOffs < noteOffs.size() && noteOffs[fromNoteOffs]->getTime() <= now &&
-            (!next || noteOffs[fromNoteOffs]->getTime() <= next->getTime()))
+        PEvent* next = fromQueue < queue.size() && queue[fromQueue]->getTime() <= now
+                           ? queue[fromQueue]
+                           : nullptr;
+        // A note-off due no later than the next event goes first, as it ends an older note;
+        // one whose note-on has not played yet waits for it.
+        auto off = noteOffs.begin();
+        while (off != noteOffs.end() && off->noteOn)
+            ++off;
+        if (off != noteOffs.end() && off->event->getTime() <= now &&
+            (!next || off->event->getTime() <= next->getTime()))
         {
-            next = noteOffs[fromNoteOffs];
-            isNoteOff = true;
+            play(off->event);
+            off->event->release();
+            noteOffs.erase(off);
+            continue;
         }
         if (!next)
             break;
         play(next);
+        for (PendingNoteOff& pending : noteOffs)
+            if (pending.noteOn == next)
+                pending.noteOn = nullptr;
         next->release();
-        (isNoteOff ? fromNoteOffs : fromQueue)++;
+        ++fromQueue;
     }
     queue.erase(queue.begin(), queue.begin() + std::ptrdiff_t(fromQueue));
-    noteOffs.erase(noteOffs.begin(), noteOffs.begin() + std::ptrdiff_t(fromNoteOffs));
     double next = kNothingPending;
     if (!queue.empty())
         next = std::min(next, queue.front()->getTime());
-    if (!noteOffs.empty())
-        next = std::min(next, noteOffs.front()->getTime());
+    for (const PendingNoteOff& pending : noteOffs)
+        if (!pending.noteOn)
+        {
+            next = std::min(next, pending.event->getTime());
+            break;
+        }
     return next;
 }
 
@@ -205,10 +230,11 @@ void PMidiOutSocket::flush()
     for (PEvent* event : queue)
         event->release();
     queue.clear();
-    for (PEvent* noteOff : noteOffs)
+    for (const PendingNoteOff& pending : noteOffs)
     {
-        play(noteOff);
-        noteOff->release();
+        if (!pending.noteOn)
+            play(pending.event); // the note sounds: end it
+        pending.event->release();
     }
     noteOffs.clear();
 }
@@ -219,8 +245,8 @@ void PMidiOutSocket::clearQueues()
     for (PEvent* event : queue)
         event->release();
     queue.clear();
-    for (PEvent* noteOff : noteOffs)
-        noteOff->release();
+    for (const PendingNoteOff& pending : noteOffs)
+        pending.event->release();
     noteOffs.clear();
 }
 

@@ -117,12 +117,19 @@ protected:
     mutable FLock queueLock{"PMidiOutSocket queue"};
 
 private:
-    static void insertByTime(std::vector<PEvent*>& queue, PEvent* event);
+    /** A note-off made for a queued note-on. `noteOn` names the note-on (never followed) until
+        it has played; before that the note-off must not go, whatever its time. */
+    struct PendingNoteOff
+    {
+        PEvent* event;
+        const PEvent* noteOn;
+    };
+
     void play(PEvent* event);
 
     PMidiInterface* device;
-    std::vector<PEvent*> queue;    // sorted by time, equal times in order of arrival
-    std::vector<PEvent*> noteOffs; // note-offs made for queued note-ons, sorted the same way
+    std::vector<PEvent*> queue;           // sorted by time, equal times in order of arrival
+    std::vector<PendingNoteOff> noteOffs; // sorted the same way
 };
 
 } // namespace Quillmark
