@@ -41,8 +41,8 @@ int32 PMergedMidiInput::addInputs(const std::vector<PPort*>& sources)
     int32 connected = 0;
     for (PPort* source : sources)
     {
-        if (!source || source->isInputPin() || !source->isType("midi") || source == mergedOutput ||
-            isExcluded(source))
+        if (!source || source->isInputPin() || !source->isType("midi") ||
+            source->isSubtype("merged") || isExcluded(source))
             continue;
         if (!source->isConnectedTo(mergedInput) && source->connect(mergedInput))
             ++connected;

@@ -28,8 +28,9 @@ public:
     /** The source that slots connect to. */
     PMidiOutput* getMergedOutput() const { return mergedOutput; }
 
-    /** Connects every source port of type "midi" among `sources` that is not excluded; answers
-        how many were connected now. */
+    /** Connects every source port of type "midi" among `sources` that is not excluded and not
+        merged itself (so no merged port ever feeds itself); answers how many were connected
+        now. */
     int32 addInputs(const std::vector<PPort*>& sources);
     /** Leaves a source out (disconnecting it) or takes it back in. */
     void setExcluded(PPort* source, bool excluded);
