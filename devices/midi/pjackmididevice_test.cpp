@@ -2,13 +2,19 @@
 // a connected receiver in order with their identifiers and timing order, outputs play at their
 // time, the process callback leaves the heap alone, and the driver outlives its server.
 #include "devices/midi/jacktestsupport.h"
+#include "devices/midi/mididevicelist.h"
+#include "devices/midi/palsamididevice.h"
 #include "devices/midi/pjackmididevice.h"
 #include "devices/ports/pportregistry.h"
+#include "engine/eventlist.h"
+#include "engine/qeleventinput.h"
 #include "engine/testsupport/allocationcounter.h"
 
 #include "base/platform/clock.h"
 
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 namespace Quillmark
 {
@@ -330,6 +336,100 @@ TEST_F(JackMidi, SurvivesItsServerGoingAwayAndComingBack)
                     return true;
             return false;
         }));
+}
+
+/** Stands where a slot's collector stands: hands each event to the slot's event input. */
+class EventInputReceiver : public CmObject, public IMidiEventReceiver
+{
+public:
+    EventInputReceiver()
+        : port(
+              new PInput(static_cast<IMidiEventReceiver*>(this), "MidiEventCollectorInput", "midi"))
+    {
+    }
+    ~EventInputReceiver() override
+    {
+        port->release();
+        input->release();
+    }
+    void receiveMidiEvent(PEvent* event) override
+    {
+        input->receive(event);
+        received.fetch_add(1);
+    }
+    tresult queryInterface(const TUID iid, void** obj) override
+    {
+        QEL_QUERY_INTERFACE(iid, obj, IMidiEventReceiver)
+        return CmObject::queryInterface(iid, obj);
+    }
+    uint32 addRef() override { return CmObject::addRef(); }
+    uint32 release() override { return CmObject::release(); }
+
+    PPort* port;
+    MiniEngine::QelEventInput* input = new MiniEngine::QelEventInput(0);
+    std::atomic<int> received{0};
+};
+
+TEST_F(JackMidi, NotesBecomePlugInEventsOfTheNextBlock)
+{
+    auto* collector = new EventInputReceiver;
+    ASSERT_TRUE(input->connect(collector->port));
+    client->play({{0, {0x90, 60, 127}}, {1, {0x90, 60, 64}}, {2, {0xFE}}, {3, {0x80, 60, 0}}});
+    ASSERT_TRUE(testing::waitUntil([&] { return collector->received.load() >= 3; }));
+
+    Qel::ProcessContext context{};
+    context.sampleRate = 48000.0;
+    context.tempo = 120.0;
+    MiniEngine::OperatorBuffers buffers;
+    buffers.numSamples = 256;
+    buffers.context = &context;
+    auto* list = new MiniEngine::EventList;
+    collector->input->fillEvents(*list, buffers, 48000.0);
+    ASSERT_EQ(list->getEventCount(), 3);
+    Qel::Event first{}, second{}, off{};
+    ASSERT_EQ(list->getEvent(0, first), kResultOk);
+    ASSERT_EQ(list->getEvent(1, second), kResultOk);
+    ASSERT_EQ(list->getEvent(2, off), kResultOk);
+    EXPECT_EQ(first.type, Qel::Event::kNoteOnEvent);
+    EXPECT_EQ(first.sampleOffset, 0) << "live notes play at the start of the block";
+    EXPECT_FLOAT_EQ(first.noteOn.velocity, 1.0f);
+    EXPECT_EQ(off.type, Qel::Event::kNoteOffEvent);
+    EXPECT_EQ(off.noteOff.noteId, first.noteOn.noteId) << "the older note of the key ends";
+    EXPECT_NE(second.noteOn.noteId, first.noteOn.noteId);
+    EXPECT_EQ(collector->input->getHeldNotes(0, 60), 0) << "a note-off clears its key";
+    list->release();
+    input->disconnect(collector->port);
+    collector->release();
+}
+
+TEST_F(JackMidi, TheListingShowsEachInterfaceWithItsPortsOrItsReason)
+{
+    MidiDriverOptions options;
+    options.jackServerName = server->name();
+    options.enableEmulated = true;
+    const auto listing = listMidiDevices(options);
+    ASSERT_EQ(listing.size(), 2u);
+    EXPECT_EQ(listing[0].device, "ALSA MIDI");
+    EXPECT_EQ(listing[0].available, PAlsaMidiDevice::isSequencerPresent());
+    const MidiDeviceListing& jack = listing[1];
+    EXPECT_EQ(jack.device, "JACK MIDI");
+    ASSERT_TRUE(jack.available) << jack.problem;
+    EXPECT_NE(std::find(jack.inputs.begin(), jack.inputs.end(), client->outputName()),
+              jack.inputs.end());
+    EXPECT_NE(std::find(jack.outputs.begin(), jack.outputs.end(), client->inputName()),
+              jack.outputs.end());
+    EXPECT_EQ(registry.getPortCount(), device->countInputSockets() + device->countOutputSockets())
+        << "the listing leaves the studio's registry alone";
+
+    std::ostringstream text;
+    printMidiDevices(text, listing);
+    EXPECT_NE(text.str().find("MIDI: JACK MIDI\n"), std::string::npos) << text.str();
+    EXPECT_NE(text.str().find("  in:  " + client->outputName() + "\n"), std::string::npos);
+    EXPECT_NE(text.str().find("  out: " + client->inputName() + "\n"), std::string::npos);
+    if (!listing[0].available)
+    {
+        EXPECT_NE(text.str().find("MIDI: ALSA MIDI (not available: "), std::string::npos);
+    }
 }
 
 TEST(JackMidiWithoutServer, OpenFailsWithAReason)
