@@ -225,8 +225,10 @@ void PJackMidiDevice::createSockets()
             {
                 if (inputCount >= kMaxSockets || findInputSocket(name))
                     return;
-                auto* socket = new InSocket(this, name, inputCount);
-                inputs[size_t(inputCount++)].socket = socket;
+                const int32 slot = inputCount.load();
+                auto* socket = new InSocket(this, name, slot);
+                inputs[size_t(slot)].socket = socket;
+                inputCount.store(slot + 1); // the slot is whole before anyone reads it
                 addInputSocket(socket);
             });
     collect(JackPortIsInput,
@@ -234,10 +236,12 @@ void PJackMidiDevice::createSockets()
             {
                 if (outputCount >= kMaxSockets || findOutputSocket(name))
                     return;
-                OutputSlot& slot = outputs[size_t(outputCount)];
+                const int32 index = outputCount.load();
+                OutputSlot& slot = outputs[size_t(index)];
                 slot.ring = jack_ringbuffer_create(kOutputRingBytes);
                 jack_ringbuffer_mlock(slot.ring);
-                slot.socket = new OutSocket(this, name, outputCount++);
+                slot.socket = new OutSocket(this, name, index);
+                outputCount.store(index + 1);
                 addOutputSocket(slot.socket);
             });
 }
@@ -282,6 +286,9 @@ bool PJackMidiDevice::openInput(int32 index)
         return false;
     }
     slot.port.store(port);
+    // The server switches to a new graph at a cycle's border: once two cycles have passed,
+    // whatever the source plays reaches the socket.
+    waitForCycles();
     return true;
 }
 
@@ -313,6 +320,7 @@ bool PJackMidiDevice::openOutput(int32 index)
     }
     jack_ringbuffer_reset(slot.ring);
     slot.port.store(port);
+    waitForCycles();
     return true;
 }
 
@@ -421,10 +429,12 @@ void PJackMidiDevice::workerLoop()
             jack_ringbuffer_read(inputRing, reinterpret_cast<char*>(bytes.data()), header.size);
             if (header.slot >= uint32(inputCount))
                 continue;
-            jack_client_t* current = client.load();
-            uint32 milliseconds = 0;
-            if (current && !serverGone.load())
-                milliseconds = uint32(uint64(jack_frames_to_time(current, header.frame)) / 1000u);
+            // The server's clock estimate is corrected cycle by cycle; the stamps of one input
+            // keep the order of its messages all the same.
+            uint32 milliseconds = uint32(header.microseconds / 1000u);
+            if (int32(milliseconds - lastStamps[header.slot]) < 0)
+                milliseconds = lastStamps[header.slot];
+            lastStamps[header.slot] = milliseconds;
             InSocket* socket = inputs[header.slot].socket;
             if (!socket->isActive())
             {
@@ -458,7 +468,13 @@ int PJackMidiDevice::process(uint32 frames)
     if (watching)
         watching(context, true);
     jack_client_t* current = client.load();
-    const uint32 cycleStart = current ? jack_last_frame_time(current) : 0;
+    jack_nframes_t cycleFrame = 0;
+    jack_time_t cycleStart = 0, nextCycle = 0;
+    float period = 0;
+    if (current)
+        jack_get_cycle_times(current, &cycleFrame, &cycleStart, &nextCycle, &period);
+    const double microsecondsPerFrame =
+        frames > 0 && nextCycle > cycleStart ? double(nextCycle - cycleStart) / frames : 0.0;
     bool wrote = false;
     for (int32 i = 0; i < inputCount; ++i)
     {
@@ -472,7 +488,9 @@ int PJackMidiDevice::process(uint32 frames)
             jack_midi_event_t event{};
             if (jack_midi_event_get(&event, buffer, e) != 0 || event.size == 0)
                 continue;
-            const RecordHeader header{uint32(i), cycleStart + event.time, uint32(event.size)};
+            const RecordHeader header{uint32(i), uint32(event.size),
+                                      cycleStart +
+                                          uint64(double(event.time) * microsecondsPerFrame)};
             if (jack_ringbuffer_write_space(inputRing) < sizeof(header) + event.size)
             {
                 droppedInput.fetch_add(1, std::memory_order_relaxed);

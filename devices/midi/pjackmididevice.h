@@ -86,8 +86,8 @@ private:
     struct RecordHeader
     {
         uint32 slot;
-        uint32 frame;
         uint32 size;
+        uint64 microseconds; // on the server's clock, at the message's frame
     };
 
     bool connectClient(std::string* problem);
@@ -96,8 +96,8 @@ private:
     void startWorker();
     void stopWorker();
     void workerLoop();
-    /** Waits until the process thread has finished the cycle it may be in; gives up when no
-        cycle comes. */
+    /** Waits until the process thread has finished the cycle it may be in and one more; gives
+        up when no cycle comes. */
     void waitForCycles();
 
     bool openInput(int32 slot);
@@ -121,14 +121,16 @@ private:
 
     std::array<InputSlot, kMaxSockets> inputs;
     std::array<OutputSlot, kMaxSockets> outputs;
-    int32 inputCount = 0;
-    int32 outputCount = 0;
+    // Grow while the client runs (a server that came later); the process callback reads them.
+    std::atomic<int32> inputCount{0};
+    std::atomic<int32> outputCount{0};
     jack_ringbuffer_t* inputRing = nullptr;
 
     sem_t workerWake;
     std::thread worker;
     std::atomic<bool> workerRun{false};
     std::array<MidiByteParser, kMaxSockets> parsers; // the worker's, one per input
+    std::array<uint32, kMaxSockets> lastStamps{};    // the worker's: stamps never go back
 };
 
 } // namespace Quillmark
