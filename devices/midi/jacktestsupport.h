@@ -35,8 +35,8 @@ public:
     static constexpr int kSampleRate = 48000;
     static constexpr int kPeriod = 256;
 
-    explicit JackServer(const std::string& tag)
-        : serverName("qelmidi-" + tag + "-" + std::to_string(getpid()))
+    explicit JackServer(const std::string& tag, int period = kPeriod)
+        : serverName("qelmidi-" + tag + "-" + std::to_string(getpid())), period(period)
     {
         // libjack reports every failed attempt to reach a server, which starting one makes
         // plenty of; QEL_TEST_VERBOSE shows them.
@@ -62,14 +62,14 @@ public:
         {
             setenv("JACK_NO_AUDIO_RESERVATION", "1", 1);
             const std::string rate = std::to_string(kSampleRate);
-            const std::string period = std::to_string(kPeriod);
+            const std::string frames = std::to_string(period);
             if (!std::getenv("QEL_TEST_VERBOSE"))
             {
                 freopen("/dev/null", "w", stdout);
                 freopen("/dev/null", "w", stderr);
             }
             execlp("jackd", "jackd", "-r", "-n", serverName.c_str(), "-d", "dummy", "-r",
-                   rate.c_str(), "-p", period.c_str(), static_cast<char*>(nullptr));
+                   rate.c_str(), "-p", frames.c_str(), static_cast<char*>(nullptr));
             _exit(127);
         }
         if (pid < 0)
@@ -115,6 +115,7 @@ private:
     }
 
     std::string serverName;
+    int period;
     pid_t pid = -1;
 };
 
