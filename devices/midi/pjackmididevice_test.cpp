@@ -338,6 +338,22 @@ TEST_F(JackMidi, SurvivesItsServerGoingAwayAndComingBack)
         }));
 }
 
+TEST_F(JackMidi, ClosesCleanlyAfterItsServerDied)
+{
+    ASSERT_TRUE(input->connect(receiver->getPort()));
+    ASSERT_TRUE(output->activate());
+    server->kill();
+    ASSERT_TRUE(testing::waitUntil([&] { return device->getServerLossCount() == 1; }));
+    client.reset();
+    device->close();
+    EXPECT_FALSE(device->isSchedulerRunning());
+    EXPECT_FALSE(input->isActive());
+    EXPECT_FALSE(output->isActive());
+    EXPECT_TRUE(input->isConnectedTo(receiver->getPort())) << "closing keeps the graph";
+    device->release();
+    device = nullptr;
+}
+
 /** Stands where a slot's collector stands: hands each event to the slot's event input. */
 class EventInputReceiver : public CmObject, public IMidiEventReceiver
 {
