@@ -308,9 +308,11 @@ void PAlsaMidiDevice::createSockets()
     while (snd_seq_query_next_client(seq, clientInfo) >= 0)
     {
         const int client = snd_seq_client_info_get_client(clientInfo);
-        if (client == own || client == SND_SEQ_CLIENT_SYSTEM)
-            continue;
         const std::string clientName = snd_seq_client_info_get_name(clientInfo);
+        // Our own connections (this device's and those of open inputs) are no ports to offer.
+        if (client == own || client == SND_SEQ_CLIENT_SYSTEM ||
+            (clientName == kClientName && snd_seq_client_info_get_pid(clientInfo) == getpid()))
+            continue;
         snd_seq_port_info_set_client(portInfo, client);
         snd_seq_port_info_set_port(portInfo, -1);
         while (snd_seq_query_next_port(seq, portInfo) >= 0)
