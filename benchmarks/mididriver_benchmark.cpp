@@ -212,7 +212,7 @@ int main()
     const int matched = std::min(receiver->arrived.load(), bare.arrived.load());
     for (int i = 0; i < matched; ++i)
         delays.push_back(receiver->arrivals[size_t(i)] - bare.arrivals[size_t(i)]);
-    summary("input: delivery minus the bare client's callback, same cycle", delays, 1e6, "us");
+    summary("input: delivery minus the bare client's callback", delays, 1e6, "us");
     // The scheduler's clock (platform::seconds) is the monotonic clock the bare client reads.
     std::vector<double> lateness;
     for (int i = 0; i < bare.outputArrived.load() && i < int(scheduled.size()); ++i)
