@@ -1,0 +1,33 @@
+// Turns the return addresses of a watched call into lines a developer reads: the function,
+// demangled, and the file it lives in. Names come from the dynamic symbols first, then from the
+// file's full symbol table, which names the hidden functions of a module too. Frames of the
+// host's own watch at the top of a stack are left out. Used on the main thread after a render;
+// keeps the symbol tables it has read.
+#pragma once
+
+#include "rtcheck/elfsymbols.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Quillmark
+{
+
+class StackSymbolizer
+{
+public:
+    /** One line per frame, "function (file)", from the first frame outside the host's watch
+        and the sanitizer runtime; at most `limit` lines. */
+    std::vector<std::string> describe(void* const* frames, int depth, int limit = 16);
+
+    /** The readable form of a mangled C++ name; the name itself when it is none. */
+    static std::string demangle(const std::string& name);
+
+private:
+    const ElfSymbols* symbolsOf(const std::string& file);
+    std::map<std::string, std::unique_ptr<ElfSymbols>> files;
+};
+
+} // namespace Quillmark
