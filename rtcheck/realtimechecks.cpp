@@ -1,6 +1,7 @@
 #include "rtcheck/realtimechecks.h"
 
 #include "rtcheck/offlinerender.h"
+#include "rtcheck/watchingprocessor.h"
 
 #include <algorithm>
 #include <cmath>
@@ -186,7 +187,8 @@ std::vector<CheckResult> RealtimeChecks::results(const OfflineRender& render)
     {
         lines.push_back("first: " + std::string(first.call.function) + " in " + where(first.place));
         int index = 0;
-        for (const std::string& frame : symbolizer.describe(first.call.frames, first.call.depth))
+        for (const std::string& frame : symbolizer.describe(first.call.frames, first.call.depth,
+                                                            WatchingProcessor::kCallerFrame))
             lines.push_back("  #" + number(index++) + " " + frame);
     };
 

@@ -51,7 +51,8 @@ const ElfSymbols* StackSymbolizer::symbolsOf(const std::string& file)
     return found->second.get();
 }
 
-std::vector<std::string> StackSymbolizer::describe(void* const* frames, int depth, int limit)
+std::vector<std::string> StackSymbolizer::describe(void* const* frames, int depth,
+                                                   const std::string& caller, int limit)
 {
     Dl_info self{};
     dladdr(reinterpret_cast<void*>(&StackSymbolizer::demangle), &self);
@@ -81,9 +82,12 @@ std::vector<std::string> StackSymbolizer::describe(void* const* frames, int dept
                 if (!inside.empty())
                     name = inside;
             }
+        const std::string readable = name.empty() ? std::string() : demangle(name);
+        if (!caller.empty() && readable.rfind(caller, 0) == 0)
+            break;
         char where[64];
         std::snprintf(where, sizeof where, "0x%llx", static_cast<unsigned long long>(address));
-        lines.push_back((name.empty() ? std::string(where) : demangle(name)) + " (" +
+        lines.push_back((readable.empty() ? std::string(where) : readable) + " (" +
                         (file.empty() ? std::string("unknown") : baseName(file)) + ")");
     }
     return lines;

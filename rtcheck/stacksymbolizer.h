@@ -19,8 +19,10 @@ class StackSymbolizer
 {
 public:
     /** One line per frame, "function (file)", from the first frame outside the host's watch
-        and the sanitizer runtime; at most `limit` lines. */
-    std::vector<std::string> describe(void* const* frames, int depth, int limit = 16);
+        and the sanitizer runtime, down to the frame of the function named `caller` (left
+        out), at most `limit` lines. */
+    std::vector<std::string> describe(void* const* frames, int depth, const std::string& caller,
+                                      int limit = 24);
 
     /** The readable form of a mangled C++ name; the name itself when it is none. */
     static std::string demangle(const std::string& name);

@@ -21,6 +21,9 @@ public:
     using AfterProcess =
         std::function<void(Qel::ProcessData&, int64 cpuNanoseconds, const CallRecord&, bool)>;
 
+    /** The name of the frame that calls the plug-in, as a stack shows it. */
+    static constexpr const char* kCallerFrame = "Quillmark::WatchingProcessor::process(";
+
     /** Borrows `component` and `processor` of one plug-in; `watch` false measures only. */
     WatchingProcessor(Qel::IComponent* component, Qel::IAudioProcessor* processor, bool watch,
                       AfterProcess afterProcess);
