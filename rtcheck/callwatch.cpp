@@ -19,7 +19,13 @@
 #define QEL_HEAP_BY_HOOKS 0
 #endif
 
-#define QEL_INTERPOSED extern "C" __attribute__((visibility("default"), used))
+// Everything of the watch lives in a section of its own, so that a stack it records can start
+// at the first frame outside it.
+#define QEL_WATCH_CODE __attribute__((section("qel_watch_text")))
+#define QEL_INTERPOSED extern "C" __attribute__((visibility("default"), used)) QEL_WATCH_CODE
+
+extern "C" char __start_qel_watch_text[];
+extern "C" char __stop_qel_watch_text[];
 
 namespace
 {
@@ -39,13 +45,26 @@ constexpr int kNoMemory = 12;             // ENOMEM
 constexpr int kCreate = 0100;             // O_CREAT
 constexpr int kTemporaryFile = 020200000; // O_TMPFILE
 
-inline CallRecord* watching()
+QEL_WATCH_CODE inline CallRecord* watching()
 {
     CallRecord* record = watchedRecord;
     return record && !busy ? record : nullptr;
 }
 
-__attribute__((noinline)) void note(CallRecord& record, WatchedCall kind, const char* function)
+/** Drops the frames of the watch itself from the top of a stack. */
+QEL_WATCH_CODE int withoutWatchFrames(void** frames, int depth)
+{
+    int skip = 0;
+    while (skip < depth && static_cast<char*>(frames[skip]) >= __start_qel_watch_text &&
+           static_cast<char*>(frames[skip]) < __stop_qel_watch_text)
+        ++skip;
+    for (int i = skip; i < depth; ++i)
+        frames[i - skip] = frames[i];
+    return depth - skip;
+}
+
+QEL_WATCH_CODE __attribute__((noinline)) void note(CallRecord& record, WatchedCall kind,
+                                                   const char* function)
 {
     busy = true;
     ++record.counts[int(kind)];
@@ -57,12 +76,13 @@ __attribute__((noinline)) void note(CallRecord& record, WatchedCall kind, const 
     if (first && !first->seen())
     {
         first->function = function;
-        first->depth = backtrace(first->frames, CallRecord::kMaxFrames);
+        first->depth =
+            withoutWatchFrames(first->frames, backtrace(first->frames, CallRecord::kMaxFrames));
     }
     busy = false;
 }
 
-inline void noteIfWatched(WatchedCall kind, const char* function)
+QEL_WATCH_CODE inline void noteIfWatched(WatchedCall kind, const char* function)
 {
     if (CallRecord* record = watching())
         note(*record, kind, function);
@@ -176,7 +196,7 @@ constexpr const char* kNextNames[kNextCount] = {
 
 void* nextAddress[kNextCount] = {};
 
-void* lookUp(Next which)
+QEL_WATCH_CODE void* lookUp(Next which)
 {
     void* address = __atomic_load_n(&nextAddress[which], __ATOMIC_ACQUIRE);
     if (!address)
@@ -191,7 +211,7 @@ void* lookUp(Next which)
     return address;
 }
 
-template <class Function> Function next(Next which)
+template <class Function> QEL_WATCH_CODE Function next(Next which)
 {
     return reinterpret_cast<Function>(lookUp(which));
 }
@@ -199,7 +219,8 @@ template <class Function> Function next(Next which)
 /** A lock call: tried first, so that a lock that someone else holds is told apart from one
     that was free. */
 template <class Lock, class Try, class... Args>
-int lockWith(Next lock, Next attempt, const char* function, void* object, Args... args)
+QEL_WATCH_CODE int lockWith(Next lock, Next attempt, const char* function, void* object,
+                            Args... args)
 {
     if (CallRecord* record = watching())
     {
@@ -318,7 +339,7 @@ QEL_INTERPOSED unsigned sleep(unsigned seconds)
 namespace
 {
 
-unsigned modeOf(int flags, va_list arguments)
+QEL_WATCH_CODE unsigned modeOf(int flags, va_list arguments)
 {
     return (flags & kCreate) || (flags & kTemporaryFile) == kTemporaryFile
                ? va_arg(arguments, unsigned)
@@ -534,12 +555,12 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onAllocation)(co
 namespace
 {
 
-void onAllocation(const volatile void*, std::size_t)
+QEL_WATCH_CODE void onAllocation(const volatile void*, std::size_t)
 {
     noteIfWatched(WatchedCall::kAllocation, "malloc");
 }
 
-void onFree(const volatile void* pointer)
+QEL_WATCH_CODE void onFree(const volatile void* pointer)
 {
     if (pointer)
         noteIfWatched(WatchedCall::kFree, "free");

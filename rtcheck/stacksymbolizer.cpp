@@ -54,8 +54,6 @@ const ElfSymbols* StackSymbolizer::symbolsOf(const std::string& file)
 std::vector<std::string> StackSymbolizer::describe(void* const* frames, int depth,
                                                    const std::string& caller, int limit)
 {
-    Dl_info self{};
-    dladdr(reinterpret_cast<void*>(&StackSymbolizer::demangle), &self);
     std::vector<std::string> lines;
     bool top = true;
     for (int i = 0; i < depth && int(lines.size()) < limit; ++i)
@@ -65,7 +63,7 @@ std::vector<std::string> StackSymbolizer::describe(void* const* frames, int dept
         Dl_info info{};
         const bool known = dladdr(reinterpret_cast<void*>(address), &info) != 0;
         const std::string file = known && info.dli_fname ? info.dli_fname : "";
-        if (top && known && (info.dli_fbase == self.dli_fbase || isSanitizerRuntime(file)))
+        if (top && known && isSanitizerRuntime(file))
             continue;
         top = false;
         std::string name;

@@ -1,7 +1,7 @@
 // Turns the return addresses of a watched call into lines a developer reads: the function,
 // demangled, and the file it lives in. Names come from the dynamic symbols first, then from the
-// file's full symbol table, which names the hidden functions of a module too. Frames of the
-// host's own watch at the top of a stack are left out. Used on the main thread after a render;
+// file's full symbol table, which names the hidden functions of a module too. Frames of a
+// sanitizer runtime at the top of a stack are left out. Used on the main thread after a render;
 // keeps the symbol tables it has read.
 #pragma once
 
@@ -18,8 +18,8 @@ namespace Quillmark
 class StackSymbolizer
 {
 public:
-    /** One line per frame, "function (file)", from the first frame outside the host's watch
-        and the sanitizer runtime, down to the frame of the function named `caller` (left
+    /** One line per frame, "function (file)", from the first frame outside a sanitizer
+        runtime, down to the frame of the function named `caller` (left
         out), at most `limit` lines. */
     std::vector<std::string> describe(void* const* frames, int depth, const std::string& caller,
                                       int limit = 24);
