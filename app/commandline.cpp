@@ -405,8 +405,7 @@ void printUsage(std::ostream& out)
            "Exit status: 0 on success, 1 when no class was found (--list, --info), a class\n"
            "could not be created (--info, --check-realtime), a test failed (--test) or a\n"
            "check failed (--check-realtime), 2 for a usage error and when --test or\n"
-           "--check-realtime finds no class, 130 when Ctrl-C\n"
-           "stopped a test run.\n";
+           "--check-realtime finds no class, 130 when Ctrl-C stopped a test run.\n";
 }
 
 } // namespace Quillmark
