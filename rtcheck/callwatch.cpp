@@ -51,13 +51,15 @@ QEL_WATCH_CODE inline CallRecord* watching()
     return record && !busy ? record : nullptr;
 }
 
-/** Drops the frames of the watch itself from the top of a stack. */
+/** Drops the frames of the watch itself from the top of a stack, with whatever stands above
+    them (a sanitizer's own stack walker). */
 QEL_WATCH_CODE int withoutWatchFrames(void** frames, int depth)
 {
     int skip = 0;
-    while (skip < depth && static_cast<char*>(frames[skip]) >= __start_qel_watch_text &&
-           static_cast<char*>(frames[skip]) < __stop_qel_watch_text)
-        ++skip;
+    for (int i = 0; i < depth; ++i)
+        if (static_cast<char*>(frames[i]) >= __start_qel_watch_text &&
+            static_cast<char*>(frames[i]) < __stop_qel_watch_text)
+            skip = i + 1;
     for (int i = skip; i < depth; ++i)
         frames[i - skip] = frames[i];
     return depth - skip;

@@ -2,8 +2,8 @@
 // damaged files are refused or read in part, never past their end.
 #include "rtcheck/elfsymbols.h"
 
-#include "plugins/common/exampleids.h"
 #include "hosting/testsupport.h"
+#include "plugins/common/exampleids.h"
 
 #include <gtest/gtest.h>
 

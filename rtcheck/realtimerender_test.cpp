@@ -5,10 +5,10 @@
 #include "rtcheck/realtimechecks.h"
 
 #include "base/fmainloop.h"
-#include "plugins/common/exampleids.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/plugprovider.h"
 #include "hosting/testsupport.h"
+#include "plugins/common/exampleids.h"
 
 #include <gtest/gtest.h>
 
