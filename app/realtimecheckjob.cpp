@@ -162,7 +162,10 @@ int runRealtimeCheckJob(const CommandLine& commandLine, std::ostream& out, std::
         << "Rendered " << describePlan(plan) << "; " << checks.countBlocks() << " blocks"
         << (render.fedInputs() ? ", noise and silence at the inputs" : "")
         << (render.playedNotes() ? ", notes at the event input" : "") << ", "
-        << render.getParameters().size() << " automatable parameters moved\n";
+        << render.getParameters().size()
+        << (render.getParameters().size() == 1 ? " automatable parameter"
+                                               : " automatable parameters")
+        << " moved\n";
     int passed = 0, failed = 0;
     std::vector<TestOutcome> outcomes;
     for (const CheckResult& result : results)
