@@ -105,12 +105,16 @@ TEST_F(CallWatchTest, TellsALockHeldElsewhereFromAFreeOne)
         {
             std::lock_guard<std::mutex> hold(shared);
             stage = 1;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            // Held well past the moment the other thread is about to lock.
+            while (stage.load() != 2)
+                std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
         });
     while (stage.load() != 1)
         std::this_thread::yield();
     {
         WatchedSection section(record);
+        stage = 2;
         shared.lock(); // waits for the holder
         shared.unlock();
         shared.lock(); // free now
