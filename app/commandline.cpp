@@ -21,6 +21,7 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
     std::string testOption;    // the first option given that only --test takes
     std::string isolateOption; // the first option given that only --isolate takes
     std::string treeOption;    // the first option given that --test and --list-tests take
+    bool secondsGiven = false;
     auto belongsToTest = [&](const std::string& option)
     {
         if (testOption.empty())
@@ -45,6 +46,9 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
         into = uint32_t(value);
         return true;
     };
+    // Options that --test has and the real-time check shares.
+    auto sharedWithCheck = [](const std::string& option)
+    { return option == "--seed" || option == "--log" || option == "--junit"; };
     auto setJob = [&](Job job, const std::string& argument)
     {
         if (result.job != Job::kNone && result.job != job && result.error.empty())
@@ -74,6 +78,24 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             setJob(Job::kList, argument);
         else if (argument == "--test")
             setJob(Job::kTest, argument);
+        else if (argument == "--check-realtime")
+            setJob(Job::kCheckRealtime, argument);
+        else if (argument == "--seconds")
+        {
+            std::string text;
+            if (!takeValue(text))
+                break;
+            char* end = nullptr;
+            double seconds = std::strtod(text.c_str(), &end);
+            if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds <= 0.0 ||
+                seconds > 86400.0)
+            {
+                result.error = "--seconds needs a number of seconds above 0, not: " + text;
+                break;
+            }
+            result.seconds = seconds;
+            secondsGiven = true;
+        }
         else if (argument == "--list-tests")
             setJob(Job::kListTests, argument);
         else if (argument == "--info")
@@ -219,12 +241,28 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
         result.job != Job::kTest && result.job != Job::kListTests &&
         result.job != Job::kTestSettings && result.job != Job::kInfo &&
         result.job != Job::kMidiInfo && result.job != Job::kAudioInfo &&
-        result.job != Job::kAudioConvert)
+        result.job != Job::kAudioConvert && result.job != Job::kCheckRealtime)
         result.error = "a folder is given without a job: " + result.folders.front();
-    if (result.error.empty() && !testOption.empty() && result.job != Job::kTest)
+    if (result.error.empty() && result.job == Job::kCheckRealtime)
+    {
+        if (!testOption.empty() && !sharedWithCheck(testOption))
+            result.error = testOption + " belongs to --test";
+        else if (result.randomState || result.isolate || result.repeat != 1 || result.stopOnFailure)
+            result.error = "--check-realtime takes --seed, --log and --junit, no other option of "
+                           "--test";
+        else if (!result.selections.empty())
+            result.error = "--select belongs to --test or --list-tests";
+        else if (result.testClass.empty())
+            result.error = "--check-realtime needs --class NAME-OR-CID";
+    }
+    if (result.error.empty() && secondsGiven && result.job != Job::kCheckRealtime)
+        result.error = "--seconds belongs to --check-realtime";
+    if (result.error.empty() && !testOption.empty() && result.job != Job::kTest &&
+        result.job != Job::kCheckRealtime)
         result.error = testOption + " belongs to --test";
     if (result.error.empty() && !treeOption.empty() && result.job != Job::kTest &&
-        result.job != Job::kListTests && !(result.job == Job::kInfo && treeOption == "--class"))
+        result.job != Job::kListTests && result.job != Job::kCheckRealtime &&
+        !(result.job == Job::kInfo && treeOption == "--class"))
         result.error = treeOption + " belongs to --test or --list-tests";
     if (result.error.empty() && result.job == Job::kInfo && !result.selections.empty())
         result.error = "--select belongs to --test or --list-tests";
@@ -249,6 +287,9 @@ void printUsage(std::ostream& out)
            "                          [--isolate [--timeout SECONDS]] [--seed N | --random-state "
            "N]\n"
            "                          [--repeat N [--stop-on-failure]] [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --check-realtime --class NAME-OR-CID [MODULE-OR-FOLDER...]\n"
+           "                          [--seconds S] [--seed N] [--log FILE] [--junit FILE]\n"
+           "                          [--config-dir DIR]\n"
            "       Qel3PluginTestHost --list-tests [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
            "                          [--select PATH]... [--config-dir DIR]\n"
            "       Qel3PluginTestHost --info [MODULE-OR-FOLDER...] [--class NAME-OR-CID]\n"
@@ -298,6 +339,21 @@ void printUsage(std::ostream& out)
            "  --repeat N         run the tests N times, each round going on with the random\n"
            "                     numbers where the last one left them; each round is reported\n"
            "  --stop-on-failure  with --repeat: stop after the first round with a failure\n"
+           "  --check-realtime   render the class offline through the engine for S seconds\n"
+           "                     (--seconds, default 20) at several sample rates and block\n"
+           "                     sizes, with noise and silence at its inputs, notes at its\n"
+           "                     event input and its automatable parameters moved at random\n"
+           "                     (repeatable with --seed), and print one verdict per check:\n"
+           "                     allocation and blocking calls (locks held elsewhere, waits,\n"
+           "                     sleeps, file and socket calls) inside process, with the\n"
+           "                     first call stack; NaN and infinity; denormal samples; output\n"
+           "                     above 0 dBFS for 10 ms; channels flagged silent that sound;\n"
+           "                     the cost of a block (thread CPU time: median, 99th\n"
+           "                     percentile and maximum, as a share of the block's real-time\n"
+           "                     budget, and the parameter values at the worst block). A lock\n"
+           "                     that was free is a warning, not a failure. The log goes to\n"
+           "                     --log FILE or RealtimeCheckLog.txt in the user data folder\n"
+           "  --seconds S        with --check-realtime: how long to render in all\n"
            "  --list-tests       print the tests a run would run, one per line: the path, a\n"
            "                     tab, and \"enabled\" or \"disabled\" as TestSettings.bin has\n"
            "                     it; no plug-in is created (the tests that modules contribute\n"
@@ -347,9 +403,9 @@ void printUsage(std::ostream& out)
            "On a terminal, --test keeps one progress line at the bottom of its output.\n"
            "\n"
            "Exit status: 0 on success, 1 when no class was found (--list, --info), a class\n"
-           "could not be created (--info) or a test failed\n"
-           "(--test), 2 for a usage error and when --test finds no class, 130 when Ctrl-C\n"
-           "stopped a test run.\n";
+           "could not be created (--info, --check-realtime), a test failed (--test) or a\n"
+           "check failed (--check-realtime), 2 for a usage error and when --test or\n"
+           "--check-realtime finds no class, 130 when Ctrl-C stopped a test run.\n";
 }
 
 } // namespace Quillmark

@@ -28,6 +28,7 @@ struct CommandLine
         kAudioInfo,
         kAudioConvert,
         kPreset,
+        kCheckRealtime, // --check-realtime: render one class and check it for real-time faults
     };
 
     Job job = Job::kNone;
@@ -61,9 +62,12 @@ struct CommandLine
     std::vector<std::pair<std::string, std::string>> audioOptions;
     // The preset modes: the mode's option and everything after it, read by the preset job.
     std::vector<std::string> presetArguments;
+    // --check-realtime: how long to render, over all formats.
+    double seconds = kDefaultCheckSeconds;
     std::string error; // a usage error, naming the wrong argument
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;
+    static constexpr double kDefaultCheckSeconds = 20.0;
 
     /** True for an option that starts one of the preset modes, which read the arguments
         after it themselves. */

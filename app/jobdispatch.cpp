@@ -1,11 +1,12 @@
 #include "app/jobdispatch.h"
 
+#include "app/audiofilejob.h"
 #include "app/commandline.h"
 #include "app/infojob.h"
-#include "app/audiofilejob.h"
 #include "app/listjob.h"
 #include "app/midiinfojob.h"
 #include "app/presetjob.h"
+#include "app/realtimecheckjob.h"
 #include "app/testjob.h"
 #include "app/testtreejobs.h"
 #include "base/platform/paths.h"
@@ -47,6 +48,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runMidiInfoJob(commandLine, out, err);
     case CommandLine::Job::kInfo:
         return runInfoJob(commandLine, out, err);
+    case CommandLine::Job::kCheckRealtime:
+        return runRealtimeCheckJob(commandLine, out, err);
     case CommandLine::Job::kTestSettings:
         return runTestSettingsJob(commandLine, out, err);
     case CommandLine::Job::kNone:

@@ -283,7 +283,7 @@ bool makeInstance(HostSession& session, const PresetOptions& options,
         return false;
     }
     session.scan(folders);
-    description = findPluginClass(session.getRegistry(), options.className);
+    description = findAudioModuleClass(session.getRegistry(), options.className);
     if (!description)
     {
         err << noClassFoundText(options.className);

@@ -1,6 +1,7 @@
 #include "classlookup.h"
 
 #include "fpluginwrapper.h"
+#include "qel3/ipluginfactory.h"
 
 namespace Quillmark
 {
@@ -17,12 +18,14 @@ bool matchesClass(const FComponentDescription& description, const std::string& n
     return cid.fromString(plain.c_str()) && cid == description.getCid();
 }
 
-FComponentDescription* findPluginClass(FComponentRegistry& registry, const std::string& nameOrCid)
+FComponentDescription* findAudioModuleClass(FComponentRegistry& registry,
+                                            const std::string& nameOrCid)
 {
     for (int32 index = 0; index < registry.countDescriptions(); ++index)
     {
         FComponentDescription* description = registry.getDescription(index);
         if (description->available && FCast<FPluginComponent>(description) &&
+            description->getCategory() == ConstString(kAudioModuleClass) &&
             matchesClass(*description, nameOrCid))
             return description;
     }

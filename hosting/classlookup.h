@@ -13,8 +13,10 @@ namespace Quillmark
     form (braces and dashes), in either case. */
 bool matchesClass(const FComponentDescription& description, const std::string& nameOrCid);
 
-/** The first available class of a module (not compiled in) that matches, or null. */
-FComponentDescription* findPluginClass(FComponentRegistry& registry, const std::string& nameOrCid);
+/** The first available class of category "Audio Module Class" in a module (not compiled in)
+    that matches, or null: the classes a slot, a preset or a render can bring to life. */
+FComponentDescription* findAudioModuleClass(FComponentRegistry& registry,
+                                            const std::string& nameOrCid);
 
 /** "Qel3PluginTestHost: no class found", naming the filter when there is one; ends in a newline. */
 std::string noClassFoundText(const std::string& nameOrCid);

@@ -546,12 +546,14 @@ TEST_F(Registry, AClassIsFoundByNameOrEitherFormOfItsIdentifier)
         c = char(std::tolower(static_cast<unsigned char>(c)));
 
     for (const std::string& wanted : {std::string(kQelGainName), plain, braced, lower})
-        EXPECT_EQ(findPluginClass(*registry, wanted), gain) << wanted;
-    EXPECT_EQ(findPluginClass(*registry, "Qel gain"), nullptr);
+        EXPECT_EQ(findAudioModuleClass(*registry, wanted), gain) << wanted;
+    EXPECT_EQ(findAudioModuleClass(*registry, "Qel gain"), nullptr);
+    // The controller class shares the module but cannot be brought to life on its own.
+    EXPECT_EQ(findAudioModuleClass(*registry, kQelGainControllerName), nullptr);
     EXPECT_TRUE(matchesClass(*gain, ""));
 
     gain->available = false;
-    EXPECT_EQ(findPluginClass(*registry, kQelGainName), nullptr);
+    EXPECT_EQ(findAudioModuleClass(*registry, kQelGainName), nullptr);
     EXPECT_EQ(noClassFoundText("Qel Gain"), "Qel3PluginTestHost: no class found named Qel Gain\n");
     EXPECT_EQ(noClassFoundText(""), "Qel3PluginTestHost: no class found\n");
 }

@@ -230,6 +230,30 @@ inline constexpr uint32 kInfoRestartParamId = 11;
 inline constexpr uint32 kInfoThrowingExpressionType = 100001;
 inline constexpr const char* kInfoThrowingExpressionMessage = "fixture note expression text";
 
+// fx_realtime_faults.so: effects, component and controller in one, with a stereo input and a
+// stereo output and one list parameter "Mode" of five entries. Each passes its input through at
+// half level and breaks one real-time rule in process: it allocates; it locks a mutex that its
+// controller's worker thread holds most of the time; it writes NaN while "Mode" is at
+// kRealtimeFaultEntry; it writes denormal samples; its cost jumps past the block's real-time
+// budget while "Mode" is at kRealtimeFaultEntry; it flags its outputs silent while they sound.
+inline constexpr const char* kRealtimeFaultsModule = "fx_realtime_faults.so";
+inline constexpr QelUid kRealtimeAllocatingCid{0x6A1C0D31, 0x52B84E07, 0x9D3F2A61, 0x0C7E5B01};
+inline constexpr const char* kRealtimeAllocatingName = "Fixture RT Allocating";
+inline constexpr QelUid kRealtimeLockingCid{0x6A1C0D32, 0x52B84E07, 0x9D3F2A61, 0x0C7E5B02};
+inline constexpr const char* kRealtimeLockingName = "Fixture RT Locking";
+inline constexpr QelUid kRealtimeNotFiniteCid{0x6A1C0D33, 0x52B84E07, 0x9D3F2A61, 0x0C7E5B03};
+inline constexpr const char* kRealtimeNotFiniteName = "Fixture RT NaN";
+inline constexpr QelUid kRealtimeDenormalCid{0x6A1C0D34, 0x52B84E07, 0x9D3F2A61, 0x0C7E5B04};
+inline constexpr const char* kRealtimeDenormalName = "Fixture RT Denormal";
+inline constexpr QelUid kRealtimeSpikeCid{0x6A1C0D35, 0x52B84E07, 0x9D3F2A61, 0x0C7E5B05};
+inline constexpr const char* kRealtimeSpikeName = "Fixture RT Cost Spike";
+inline constexpr QelUid kRealtimeSilenceCid{0x6A1C0D36, 0x52B84E07, 0x9D3F2A61, 0x0C7E5B06};
+inline constexpr const char* kRealtimeSilenceName = "Fixture RT Silence Flags";
+inline constexpr uint32 kRealtimeModeParamId = 0;
+inline constexpr const char* kRealtimeFaultEntry = "Broken"; // the fourth of five entries
+// The function of the allocating fixture that allocates, as a stack names it.
+inline constexpr const char* kRealtimeAllocatingFunction = "AllocatingEffect::process";
+
 } // namespace Examples
 } // namespace Qel
 } // namespace Quillmark
