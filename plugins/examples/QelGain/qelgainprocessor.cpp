@@ -72,6 +72,9 @@ tresult QelGainProcessor::activeChanged(bool state)
 {
     peak = 0.0f;
     blocksSinceMeter = 0;
+    meterMessage = state ? createMessage(host.get(), kQelGainMeterMessage) : IPtr<IMessage>();
+    if (meterMessage && meterMessage->getAttributes())
+        meterMessage->getAttributes()->setFloat(kQelGainPeakAttribute, 0.0);
     return kResultOk;
 }
 
@@ -189,11 +192,10 @@ template <class Sample> void QelGainProcessor::processAudio(ProcessData& data)
 // thread instead, or writes the value to an output parameter.
 void QelGainProcessor::sendMeter()
 {
-    IPtr<IMessage> message = createMessage(host.get(), kQelGainMeterMessage);
-    if (!message || !message->getAttributes())
+    if (!meterMessage || !meterMessage->getAttributes())
         return;
-    message->getAttributes()->setFloat(kQelGainPeakAttribute, peak);
-    controller.notify(message.get());
+    meterMessage->getAttributes()->setFloat(kQelGainPeakAttribute, peak);
+    controller.notify(meterMessage.get());
 }
 
 } // namespace Examples

@@ -68,6 +68,9 @@ private:
 
     IPtr<IHostApplication> host;
     ConnectionPeer controller;
+    // Made when processing starts, so that process only fills it in: asking the host for a new
+    // message allocates, which has no place on the audio thread.
+    IPtr<IMessage> meterMessage;
 };
 
 } // namespace Examples
