@@ -237,9 +237,9 @@ TEST_P(FastIntFloatKernels, GiveTheGenericBitsForEveryCodingAndLength)
     extremes, zeros of both signs, subnormals, infinities and NaN. */
 std::vector<float> edgeFloats(float S, float upper)
 {
-    std::vector<float> scaled = {upper, -S, 0.f, -0.f, 0.5f, -0.5f, 1.5f, -1.5f, 2.5f, -2.5f,
-                                 32766.5f, -32767.5f, 32767.f, -32768.f, 8388607.5f, -8388608.5f,
-                                 1e30f, -1e30f};
+    std::vector<float> scaled = {upper,   -S,       0.f,        -0.f,        0.5f,     -0.5f,
+                                 1.5f,    -1.5f,    2.5f,       -2.5f,       32766.5f, -32767.5f,
+                                 32767.f, -32768.f, 8388607.5f, -8388608.5f, 1e30f,    -1e30f};
     for (float edge : {upper, -S, S, 0.5f, -0.5f, 1.5f, -1.5f, 32767.f, -32768.f})
     {
         scaled.push_back(std::nextafter(edge, 1e38f));
@@ -249,8 +249,7 @@ std::vector<float> edgeFloats(float S, float upper)
     for (float x : scaled)
         values.push_back(x / S);
     for (float v : {std::numeric_limits<float>::denorm_min(), -std::numeric_limits<float>::min(),
-                    std::numeric_limits<float>::infinity(),
-                    -std::numeric_limits<float>::infinity(),
+                    std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(),
                     std::numeric_limits<float>::quiet_NaN(), 1.f, -1.f, 2.f, -2.f})
         values.push_back(v);
     return values;
@@ -291,8 +290,8 @@ TEST_P(FastIntFloatKernels, MatchTheGenericBitsOnEveryRoundingAndClippingEdge)
             std::vector<float> right(left.rbegin(), left.rend());
             const size_t bytes = size_t(count) * 2 * size_t(bytesPerSample(c.coding));
             std::vector<uint8> outA(bytes, 0x55), outB(bytes, 0x55);
-            float peakA = kGeneric.fromFloat(c.coding, left.data(), outA.data(), 2 * count, {},
-                                             c.shift);
+            float peakA =
+                kGeneric.fromFloat(c.coding, left.data(), outA.data(), 2 * count, {}, c.shift);
             float peakB =
                 fast.fromFloat(c.coding, left.data(), outB.data(), 2 * count, {}, c.shift);
             ASSERT_EQ(outA, outB);
@@ -311,8 +310,8 @@ TEST_P(FastIntFloatKernels, MatchTheGenericBitsOnEveryRoundingAndClippingEdge)
             ASSERT_EQ(0, std::memcmp(floatsA.data(), floatsB.data(), floatsA.size() * 4));
             kGeneric.toFloatStereo(c.coding, outA.data(), floatsA.data(), floatsA.data() + count,
                                    count, 1.f, c.shift);
-            fast.toFloatStereo(c.coding, outA.data(), floatsB.data(), floatsB.data() + count,
-                               count, 1.f, c.shift);
+            fast.toFloatStereo(c.coding, outA.data(), floatsB.data(), floatsB.data() + count, count,
+                               1.f, c.shift);
             ASSERT_EQ(0, std::memcmp(floatsA.data(), floatsB.data(), floatsA.size() * 4));
         }
     }

@@ -34,17 +34,17 @@ QEL_AVX2 inline __m256i spreadTriples(int first, int second, int third, int four
 // Eight 24-bit samples from 24 bytes: lane 0 from `p`, lane 1 from `p + 12`. Reads 28 bytes.
 QEL_AVX2 inline __m256i loadTriples(const uint8* p, const __m256i& spread)
 {
-    __m256i bytes =
-        _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(p + 12),
-                            reinterpret_cast<const __m128i*>(p));
+    __m256i bytes = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(p + 12),
+                                        reinterpret_cast<const __m128i*>(p));
     return _mm256_srai_epi32(_mm256_shuffle_epi8(bytes, spread), 8);
 }
 
 // Bytes 1 to 3 of eight 32-bit words, stored as 24 bytes at p and nothing beyond.
 QEL_AVX2 inline void storeTriples(uint8* p, __m256i words)
 {
-    const __m256i pack = _mm256_setr_epi8(1, 2, 3, 5, 6, 7, 9, 10, 11, 13, 14, 15, -1, -1, -1, -1, //
-                                          1, 2, 3, 5, 6, 7, 9, 10, 11, 13, 14, 15, -1, -1, -1, -1);
+    const __m256i pack =
+        _mm256_setr_epi8(1, 2, 3, 5, 6, 7, 9, 10, 11, 13, 14, 15, -1, -1, -1, -1, //
+                         1, 2, 3, 5, 6, 7, 9, 10, 11, 13, 14, 15, -1, -1, -1, -1);
     __m256i packed = _mm256_shuffle_epi8(words, pack);
     __m128i high = _mm256_extracti128_si256(packed, 1);
     // The low lane's four spare bytes land where the high lane starts, which overwrites them.
@@ -81,8 +81,8 @@ QEL_AVX2 inline __m256i quantize(__m256 x, const Bounds& b)
     const __m256 offset = _mm256_blendv_ps(_mm256_set1_ps(-0.5f), _mm256_set1_ps(0.5f), positive);
     const __m256i rounded = _mm256_cvttps_epi32(_mm256_add_ps(x, offset));
     const __m256i isUpper = _mm256_castps_si256(_mm256_cmp_ps(x, b.upper, _CMP_NLT_UQ));
-    const __m256i isLower = _mm256_andnot_si256(
-        isUpper, _mm256_castps_si256(_mm256_cmp_ps(x, b.lower, _CMP_NGE_UQ)));
+    const __m256i isLower =
+        _mm256_andnot_si256(isUpper, _mm256_castps_si256(_mm256_cmp_ps(x, b.lower, _CMP_NGE_UQ)));
     __m256i result = _mm256_blendv_epi8(rounded, b.upperValue, isUpper);
     return _mm256_blendv_epi8(result, b.lowerValue, isLower);
 }
@@ -142,9 +142,8 @@ float toFloatScale(SampleCoding coding, float gain)
 
 } // namespace
 
-QEL_AVX2 void IntFloatConverterAVX2::toFloat(SampleCoding coding, const void* source,
-                                             float* target, int32 count, float gain,
-                                             int32 shift) const
+QEL_AVX2 void IntFloatConverterAVX2::toFloat(SampleCoding coding, const void* source, float* target,
+                                             int32 count, float gain, int32 shift) const
 {
     if (!isWideCoding(coding) || count <= 0 || !usableShift(shift))
         return IntFloatConverterPIV::toFloat(coding, source, target, count, gain, shift);
@@ -168,9 +167,9 @@ QEL_AVX2 void IntFloatConverterAVX2::toFloat(SampleCoding coding, const void* so
         // Each step reads four bytes past its eight samples, so two samples must follow.
         const __m256i spread = spreadTriples(0, 3, 6, 9);
         for (; i + 10 <= count; i += 8)
-            _mm256_storeu_ps(target + i,
-                             _mm256_mul_ps(_mm256_cvtepi32_ps(loadTriples(in + 3 * i, spread)),
-                                           scale));
+            _mm256_storeu_ps(
+                target + i,
+                _mm256_mul_ps(_mm256_cvtepi32_ps(loadTriples(in + 3 * i, spread)), scale));
         break;
     }
     case SampleCoding::kInt32LE:
@@ -186,9 +185,9 @@ QEL_AVX2 void IntFloatConverterAVX2::toFloat(SampleCoding coding, const void* so
     }
     default: // float
         for (; i + 8 <= count; i += 8)
-            _mm256_storeu_ps(target + i,
-                             _mm256_mul_ps(_mm256_loadu_ps(reinterpret_cast<const float*>(in) + i),
-                                           scale));
+            _mm256_storeu_ps(
+                target + i,
+                _mm256_mul_ps(_mm256_loadu_ps(reinterpret_cast<const float*>(in) + i), scale));
         break;
     }
     generic.toFloat(coding, in + i * bytesPerSample(coding), target + i, count - i, gain, shift);
@@ -199,8 +198,7 @@ QEL_AVX2 void IntFloatConverterAVX2::toFloatStereo(SampleCoding coding, const vo
                                                    float gain, int32 shift) const
 {
     if (!isWideCoding(coding) || count <= 0 || !usableShift(shift))
-        return IntFloatConverterPIV::toFloatStereo(coding, source, left, right, count, gain,
-                                                   shift);
+        return IntFloatConverterPIV::toFloatStereo(coding, source, left, right, count, gain, shift);
     const uint8* in = static_cast<const uint8*>(source);
     const __m256 scale = _mm256_set1_ps(toFloatScale(coding, gain));
     int32 i = 0;
@@ -300,8 +298,7 @@ QEL_AVX2 float IntFloatConverterAVX2::fromFloat(SampleCoding coding, float* sour
         {
             __m256 x = _mm256_mul_ps(loadAndClear(source + i, gain.clear), g);
             peaks = addPeak(peaks, x);
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 4 * i),
-                                encode(coding, x, bounds));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 4 * i), encode(coding, x, bounds));
         }
     }
     FromFloatGain tail = gain;
