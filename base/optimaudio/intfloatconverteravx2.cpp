@@ -87,6 +87,19 @@ QEL_AVX2 inline __m256i quantize(__m256 x, const Bounds& b)
     return _mm256_blendv_epi8(result, b.lowerValue, isLower);
 }
 
+/** The same result for codings whose top value is the upper bound itself (16 and 24 bits):
+    clamping first sends everything beyond the bounds, NaN included (min answers its second
+    operand for a NaN), to a bound that rounds to the value stored for it; and adding
+    copysign(0.5) differs from the generic choice of +0.5 or -0.5 only for -0, where both
+    truncate to 0. */
+QEL_AVX2 inline __m256i quantizeClamped(__m256 x, const Bounds& b)
+{
+    const __m256 clamped = _mm256_max_ps(_mm256_min_ps(x, b.upper), b.lower);
+    const __m256 sign = _mm256_castsi256_ps(_mm256_set1_epi32(int32(0x80000000u)));
+    const __m256 half = _mm256_or_ps(_mm256_and_ps(clamped, sign), _mm256_set1_ps(0.5f));
+    return _mm256_cvttps_epi32(_mm256_add_ps(clamped, half));
+}
+
 /** A finished lane-wise peak folded the way the generic loop folds: only a larger value wins. */
 QEL_AVX2 inline float foldPeak(__m256 peaks, float peak)
 {
@@ -116,7 +129,9 @@ QEL_AVX2 inline __m256 loadAndClear(float* p, bool clear)
 /** The stored words of eight samples: the quantized integers, or the float bits. */
 QEL_AVX2 inline __m256i encode(SampleCoding coding, __m256 x, const Bounds& b)
 {
-    return coding == SampleCoding::kFloat32LE ? _mm256_castps_si256(x) : quantize(x, b);
+    if (coding == SampleCoding::kFloat32LE)
+        return _mm256_castps_si256(x);
+    return coding == SampleCoding::kInt32LE ? quantize(x, b) : quantizeClamped(x, b);
 }
 
 bool isWideCoding(SampleCoding coding)
@@ -278,7 +293,8 @@ QEL_AVX2 float IntFloatConverterAVX2::fromFloat(SampleCoding coding, float* sour
             __m256 x1 = _mm256_mul_ps(loadAndClear(source + i + 8, gain.clear), g);
             peaks = addPeak(addPeak(peaks, x0), x1);
             // The pack works lane by lane; the permute puts the four quarters back in order.
-            __m256i v = _mm256_packs_epi32(quantize(x0, bounds), quantize(x1, bounds));
+            __m256i v =
+                _mm256_packs_epi32(quantizeClamped(x0, bounds), quantizeClamped(x1, bounds));
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 2 * i),
                                 _mm256_permute4x64_epi64(v, 0xD8));
         }
@@ -289,7 +305,7 @@ QEL_AVX2 float IntFloatConverterAVX2::fromFloat(SampleCoding coding, float* sour
         {
             __m256 x = _mm256_mul_ps(loadAndClear(source + i, gain.clear), g);
             peaks = addPeak(peaks, x);
-            storeTriples(out + 3 * i, quantize(x, bounds));
+            storeTriples(out + 3 * i, quantizeClamped(x, bounds));
         }
     }
     else
