@@ -81,8 +81,9 @@ public:
     virtual void showMessage(const std::string& text) = 0;
     /** Answers the index of a button of `question`. */
     virtual int ask(const Question& question) = 0;
-    /** Asks for a folder, a file name or a text; false when the user cancels. */
-    virtual bool askText(const TextRequest& request, std::string& answer) = 0;
+    /** Asks for a folder, a file name or a text; false when the user cancels. A user interface
+        without such dialogs cancels every request. */
+    virtual bool askText(const TextRequest& request, std::string& answer);
 
     /** Modifier keys held now: bit value 1 Ctrl, 2 Shift, 4 Alt. */
     virtual int getModifierKeys() const = 0;
