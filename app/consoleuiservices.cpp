@@ -20,6 +20,11 @@ void ConsoleUIServices::setAnswer(const std::string& questionId, const std::stri
     answers[questionId] = buttonText;
 }
 
+void ConsoleUIServices::setTextAnswer(const std::string& requestId, const std::string& text)
+{
+    textAnswers[requestId] = text;
+}
+
 void ConsoleUIServices::closeSplash()
 {
     // The splash of a console run is its progress line.
@@ -71,6 +76,22 @@ int ConsoleUIServices::ask(const Question& question)
                 return int(i);
     }
     return question.defaultButton;
+}
+
+bool ConsoleUIServices::askText(const TextRequest& request, std::string& answer)
+{
+    auto given = textAnswers.find(request.id);
+    if (given == textAnswers.end())
+    {
+        // Nobody is there to type an answer: the request counts as cancelled.
+        clearProgressLine();
+        err << messagePrefix << "no answer given to \"" << request.title << "\"\n";
+        return false;
+    }
+    answer = given->second;
+    if (request.maxLength > 0 && int(answer.size()) > request.maxLength)
+        answer.resize(size_t(request.maxLength));
+    return true;
 }
 
 } // namespace Quillmark

@@ -27,6 +27,9 @@ public:
     /** The answer for the question with this id, by button text. When the question comes
         without a button of that text, its default stands. */
     void setAnswer(const std::string& questionId, const std::string& buttonText);
+    /** The answer for the folder, file or text request with this id. A request without an
+        answer given is cancelled, with a line on the error stream that names it. */
+    void setTextAnswer(const std::string& requestId, const std::string& text);
     /** The modifier keys to report, e.g. 7 to ask the safe-start question. */
     void setModifierKeys(int keys) { modifierKeys = keys; }
     /** Written before every message. */
@@ -40,6 +43,7 @@ public:
     void setMenuBar(const std::vector<Menu>& menus) override { menuBar = menus; }
     void showMessage(const std::string& text) override;
     int ask(const Question& question) override;
+    bool askText(const TextRequest& request, std::string& answer) override;
     int getModifierKeys() const override { return modifierKeys; }
 
     const std::vector<Menu>& getMenuBar() const { return menuBar; }
@@ -53,6 +57,7 @@ private:
     int modifierKeys = 0;
     std::string messagePrefix = "Qel3PluginTestHost: ";
     std::map<std::string, std::string> answers;
+    std::map<std::string, std::string> textAnswers;
     std::vector<Menu> menuBar;
 };
 

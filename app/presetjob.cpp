@@ -2,6 +2,7 @@
 
 #include "app/commandline.h"
 #include "app/hostsession.h"
+#include "app/presetactions.h"
 #include "base/fstreams.h"
 #include "base/platform/files.h"
 #include "base/platform/paths.h"
@@ -305,6 +306,18 @@ bool makeInstance(HostSession& session, const PresetOptions& options,
     return true;
 }
 
+PresetPlugIn plugInOf(const Instance& instance, FComponentDescription& description)
+{
+    PresetPlugIn plugIn;
+    plugIn.classId = description.getCid();
+    plugIn.className = description.getName().toUtf8();
+    plugIn.vendor = description.getVendor().toUtf8();
+    plugIn.subCategories = description.subCategories.toUtf8();
+    plugIn.component = instance.component;
+    plugIn.controller = instance.controller;
+    return plugIn;
+}
+
 void printParameters(IEditController* controller, std::ostream& out)
 {
     int32 count = controller->getParameterCount();
@@ -389,61 +402,8 @@ int presetSave(const PresetOptions& options, const CommandLine& commandLine, std
             err << kProgram << problem << "\n";
             return kExitFailure;
         }
-        MediaAttributeList meta;
-        meta.setString("MediaType", "QelPreset", MediaAttributeList::kWriteProtected);
-        meta.setString("PlugInName", description->getName().toUtf8(),
-                       MediaAttributeList::kWriteProtected);
-        meta.setString("PlugInVendor", description->getVendor().toUtf8(),
-                       MediaAttributeList::kWriteProtected);
-        meta.setString("PlugInCategory", description->subCategories.toUtf8(),
-                       MediaAttributeList::kWriteProtected);
-        PresetSource source;
-        source.classId = description->getCid();
-        source.component = instance.component;
-        source.controller = instance.controller;
-        source.metaInfo = &meta;
-        // With --program-index, a plug-in that keeps data per program gets that program of its
-        // first list that supports it into the preset. Only then: restoring a program replaces
-        // the sound the state holds.
-        IProgramListData* programs = nullptr;
-        IUnitInfo* units = nullptr;
-        if (!options.programIndexGiven ||
-            instance.component->queryInterface(IProgramListData::iid.bytes,
-                                               reinterpret_cast<void**>(&programs)) != kResultOk)
-            programs = nullptr;
-        if (instance.controller->queryInterface(IUnitInfo::iid.bytes,
-                                                reinterpret_cast<void**>(&units)) != kResultOk)
-            units = nullptr;
-        if (programs && units)
-            for (int32 i = 0; i < units->getProgramListCount(); ++i)
-            {
-                ProgramListInfo info{};
-                if (units->getProgramListInfo(i, info) == kResultOk &&
-                    programs->programDataSupported(info.id) == kResultOk)
-                {
-                    if (options.programIndex >= info.programCount)
-                    {
-                        err << kProgram << "--program-index " << options.programIndex
-                            << " is beyond the " << info.programCount << " programs of the list\n";
-                        programs->release();
-                        units->release();
-                        return kExitFailure;
-                    }
-                    source.programData = programs;
-                    source.programList = info.id;
-                    source.programIndex = options.programIndex;
-                    meta.setString("QEL3UnitTypePath", "program",
-                                   MediaAttributeList::kHidden |
-                                       MediaAttributeList::kWriteProtected);
-                    break;
-                }
-            }
-        bool saved = savePresetFile(path, source, problem);
-        if (programs)
-            programs->release();
-        if (units)
-            units->release();
-        if (!saved)
+        if (!PresetActions::save(path, plugInOf(instance, *description),
+                                 options.programIndexGiven ? options.programIndex : -1, problem))
         {
             err << kProgram << path << ": " << problem << "\n";
             return kExitFailure;
@@ -513,7 +473,7 @@ int presetLoad(const PresetOptions& options, const CommandLine& commandLine, std
     std::string bytes;
     FMemoryStream* stream = nullptr;
     std::unique_ptr<PresetFile> file;
-    // The file is checked before any plug-in sees a byte of it.
+    // The file is checked before any plug-in is made for it.
     if (!openPreset(path, bytes, stream, file, err))
         return kExitFailure;
     HostSession session(err, options.verbose || commandLine.verbose,
@@ -522,50 +482,18 @@ int presetLoad(const PresetOptions& options, const CommandLine& commandLine, std
     FComponentDescription* description = nullptr;
     if (!makeInstance(session, options, folders, instance, description, err))
         return kExitFailure;
-    if (description->getCid() != file->getClassID())
+    PresetPlugIn plugIn = plugInOf(instance, *description);
+    plugIn.className = options.className;
+    std::string problem, note;
+    if (!PresetActions::load(path, plugIn, problem, &note))
     {
-        err << kProgram << path << ": made by class " << file->getClassID().toString()
-            << ", not by " << options.className << "\n";
+        err << kProgram << path << ": " << problem << "\n";
         return kExitFailure;
     }
+    if (!note.empty())
+        err << kProgram << path << ": " << note << "\n";
     try
     {
-        if (!file->restoreComponentState(instance.component))
-        {
-            err << kProgram << path << ": the component refused its state\n";
-            return kExitFailure;
-        }
-        if (static_cast<FUnknown*>(instance.component) !=
-                static_cast<FUnknown*>(instance.controller) &&
-            !file->restoreComponentState(instance.controller))
-        {
-            err << kProgram << path << ": the controller refused the component's state\n";
-            return kExitFailure;
-        }
-        if (file->contains(kControllerState) && !file->restoreControllerState(instance.controller))
-        {
-            err << kProgram << path << ": the controller refused its state\n";
-            return kExitFailure;
-        }
-        if (file->contains(kProgramData))
-        {
-            IProgramListData* programs = nullptr;
-            if (instance.component->queryInterface(IProgramListData::iid.bytes,
-                                                   reinterpret_cast<void**>(&programs)) !=
-                    kResultOk ||
-                !programs)
-                err << kProgram << path << ": the plug-in takes no program data; skipped\n";
-            else
-            {
-                bool restored = file->restoreProgramData(programs);
-                programs->release();
-                if (!restored)
-                {
-                    err << kProgram << path << ": the plug-in refused the program data\n";
-                    return kExitFailure;
-                }
-            }
-        }
         printParameters(instance.controller, out);
     }
     catch (const std::exception& exception)
@@ -597,18 +525,17 @@ int convertPresets(const PresetOptions& options, std::ostream& out, std::ostream
                "QEL2 presets as bank (fxb) or program (fxp)?\")\n";
         return kExitUsage;
     }
-    if (!platform::fileInfo(options.positional[0]).isFolder)
-    {
-        err << kProgram << options.positional[0] << ": no such folder\n";
-        return kExitFailure;
-    }
     std::string problems;
-    int converted = FxpConverter::convertFolder(
-        options.positional[0], options.positional[1],
-        options.form == 1 ? FxpConverter::Form::kBank : FxpConverter::Form::kProgram,
-        FxpConverter::makeUniqueId(options.uid.substr(0, 4)), &problems);
+    PresetActions::ConversionRequest request;
+    request.sourceFolder = options.positional[0];
+    request.destFolder = options.positional[1];
+    request.uid = options.uid;
+    request.bank = options.form == 1;
+    int converted = PresetActions::convertFolder(request, problems);
     err << problems;
-    out << converted << " Presets were converted.\n";
+    if (converted < 0)
+        return kExitFailure;
+    out << PresetActions::convertedMessage(converted) << "\n";
     return problems.empty() ? kExitOk : kExitFailure;
 }
 
@@ -721,42 +648,14 @@ int overwritePluginName(const PresetOptions& options, std::ostream& out, std::os
             << "--overwrite-plugin-name needs --name NAME (the answer to \"Enter the new Name\")\n";
         return kExitUsage;
     }
-    const std::string& folder = options.positional[0];
-    std::vector<std::string> names;
-    std::string error;
-    if (!platform::listFolder(folder, names, &error))
-    {
-        err << kProgram << folder << ": " << error << "\n";
+    std::string problems;
+    int changed =
+        PresetActions::overwritePluginName(options.positional[0], options.newName, problems);
+    err << problems;
+    if (changed < 0)
         return kExitFailure;
-    }
-    std::sort(names.begin(), names.end());
-    int changed = 0;
-    bool failed = false;
-    for (const std::string& name : names)
-    {
-        std::string path = platform::joinPath(folder, name);
-        if (platform::extensionOf(name) != "qelpreset" || !platform::fileInfo(path).isFile)
-            continue;
-        QelPresetMedium medium(path);
-        if (!medium.scan(nullptr))
-        {
-            err << kProgram << path << ": not a preset file, left alone\n";
-            failed = true;
-            continue;
-        }
-        const auto* old = medium.getAttributes().find("PlugInName");
-        medium.getAttributes().setString("PlugInName", options.newName,
-                                         old ? old->flags : MediaAttributeList::kWriteProtected);
-        if (!medium.commit(error))
-        {
-            err << kProgram << path << ": " << error << "\n";
-            failed = true;
-            continue;
-        }
-        ++changed;
-    }
-    out << changed << " Presets were changed.\n";
-    return failed ? kExitFailure : kExitOk;
+    out << PresetActions::convertedMessage(changed) << "\n";
+    return problems.empty() ? kExitOk : kExitFailure;
 }
 
 } // namespace

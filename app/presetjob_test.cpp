@@ -227,7 +227,7 @@ TEST_F(PresetCommands, OverwritePluginNameChangesOnlyTheMetaInformation)
 
     ProgramRun renamed = run({"--overwrite-plugin-name", folder, "--name", "Gain Deluxe"});
     EXPECT_EQ(renamed.status, 1); // Two.qelpreset is no preset
-    EXPECT_EQ(renamed.out, "1 Presets were changed.\n");
+    EXPECT_EQ(renamed.out, "1 Presets were converted.\n");
     EXPECT_NE(renamed.err.find("Two.qelpreset"), std::string::npos) << renamed.err;
     EXPECT_EQ(readFile(folder + "/Two.qelpreset"), "not a preset");
 

@@ -74,7 +74,8 @@ TApplication* TApplication::instance()
 
 TApplication::TApplication(const StartupRecord& record, IUIServices& ui)
     : ui(ui), mode(record.mode), applicationName(record.name.empty() ? kDefaultName : record.name),
-      dataFolder(record.dataFolder.empty() ? platform::userDataFolder() : record.dataFolder)
+      dataFolder(record.dataFolder.empty() ? platform::userDataFolder() : record.dataFolder),
+      presetCommands(ui, [this] { return preferences; })
 {
     theApplication = this;
     // The sample kernels are chosen once, before anything can play or convert audio.
@@ -335,6 +336,7 @@ void TApplication::setDontAskForQuit(bool state)
 
 void TApplication::registerCommands()
 {
+    presetCommands.registerIn(commands);
     auto fixedText = [](const char8* text) { return [text] { return std::string(text); }; };
     commands.add(
         {"File", "Quit", fixedText("Quit"), false, [this] { return requestQuit(), true; }});

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "app/commandtable.h"
+#include "app/presetcommands.h"
 #include "app/uiservices.h"
 #include "base/fobject.h"
 #include "base/fstring.h"
@@ -98,6 +99,9 @@ public:
     FComponentRegistry& getRegistry() { return *registry; }
     FDefaultPool& getPreferences() { return *preferences; }
     CommandTable& getCommandTable() { return commands; }
+    /** The plug-in that "Load Preset" and "Save Preset" act on: the rack's first slot, lent by
+        whoever holds it (borrowed; null when the rack is empty). */
+    void setPresetSlot(IPresetSlot* slot) { presetCommands.setSlot(slot); }
     IUIServices& getUIServices() { return ui; }
     const std::vector<PluginCategory>& getCategories() const { return categories; }
     const std::string& getApplicationName() const { return applicationName; }
@@ -131,6 +135,7 @@ private:
     bool openInProgress = false;
     std::vector<PluginCategory> categories;
     CommandTable commands;
+    PresetCommands presetCommands;
     FComponentRegistry* registry = nullptr;
     FDefaultPool* preferences = nullptr;
 

@@ -61,6 +61,15 @@ public:
         auto answer = answers.find(question.id);
         return answer != answers.end() ? answer->second : question.defaultButton;
     }
+    bool askText(const TextRequest& request, std::string& answer) override
+    {
+        events.push_back("ask text " + request.id);
+        auto given = textAnswers.find(request.id);
+        if (given == textAnswers.end())
+            return false;
+        answer = given->second;
+        return true;
+    }
     int getModifierKeys() const override { return modifiers; }
 
     int indexOf(const std::string& event) const
@@ -80,6 +89,7 @@ public:
     std::vector<Question> questions;
     std::vector<Menu> menuBar;
     std::map<std::string, int> answers;
+    std::map<std::string, std::string> textAnswers;
     int modifiers = 0;
     bool splashOpen = false;
 };

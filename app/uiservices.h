@@ -44,6 +44,25 @@ struct Question
     int defaultButton = 0;
 };
 
+/** A request for a folder, a file or a line of text. The answer comes back as text; a cancel
+    answers false. */
+struct TextRequest
+{
+    enum Kind
+    {
+        kFolder,
+        kOpenFile,
+        kSaveFile,
+        kText,
+    };
+    Kind kind = kText;
+    std::string id;        // stable key, so that an answer can be given before it is asked
+    std::string title;     // the dialog's title or prompt, as shown to the user
+    std::string initial;   // the folder to start from, or the text to start with
+    std::string extension; // files: the one extension offered, without the dot
+    int maxLength = 0;     // text: the longest answer taken; 0 for any
+};
+
 class IUIServices
 {
 public:
@@ -62,6 +81,9 @@ public:
     virtual void showMessage(const std::string& text) = 0;
     /** Answers the index of a button of `question`. */
     virtual int ask(const Question& question) = 0;
+    /** Asks for a folder, a file name or a text; false when the user cancels. A user interface
+        without such dialogs cancels every request. */
+    virtual bool askText(const TextRequest& request, std::string& answer);
 
     /** Modifier keys held now: bit value 1 Ctrl, 2 Shift, 4 Alt. */
     virtual int getModifierKeys() const = 0;

@@ -369,3 +369,96 @@ TEST(AiffExtended, SampleRatesSurviveTheEightyBitForm)
 }
 
 } // namespace
+
+namespace
+{
+
+/** Writes a mono 16-bit AIFF of 1000 frames with the given loops (and the sustain loop also
+    as the release loop when `sameTwice`). */
+void writeLooped(const std::string& path, const std::vector<std::pair<int64, int64>>& loops,
+                 bool sameTwice, int64 rootKey = -1)
+{
+    auto* file = new AudioFile(path);
+    file->setDefaultAttributes();
+    file->setChannelCount(1);
+    if (rootKey >= 0)
+        file->getAttributes().setInt(Keys::kRootKey, rootKey);
+    file->setState(AudioFile::kFirstMarkerTwice, sameTwice);
+    for (const auto& [start, end] : loops)
+        file->addMarkerPair(start, end);
+    std::unique_ptr<AudioAccessStream> stream(file->createFile());
+    ASSERT_TRUE(stream);
+    std::vector<int16> samples(1000, 0x0101);
+    EXPECT_EQ(1000, stream->write(1000, samples.data()));
+    stream.reset();
+    file->release();
+}
+
+} // namespace
+
+TEST_F(AiffFiles, WriteLoopsAsMarkersAndInstrumentLoopsThatReadBack)
+{
+    using Pairs = std::vector<std::pair<int64, int64>>;
+    struct Case
+    {
+        const char* name;
+        Pairs loops;
+        bool sameTwice;
+        Pairs expected;
+        const char* release; // the release loop as libsndfile's sndfile-info prints it
+    } cases[] = {
+        {"one.aiff", {{100, 400}}, false, {{100, 400}}, "mode  : 800 => none"},
+        {"two.aiff",
+         {{100, 400}, {500, 900}},
+         false,
+         {{100, 400}, {500, 900}},
+         "mode  : 801 => forward\n   begin : 3\n   end   : 4"},
+        // The sustain loop that is the release loop too: stored once, read back twice.
+        {"same.aiff",
+         {{250, 750}},
+         true,
+         {{250, 750}, {250, 750}},
+         "mode  : 801 => forward\n   begin : 1\n   end   : 2"},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.name);
+        const std::string path = temp.file(c.name);
+        writeLooped(path, c.loops, c.sameTwice, 64);
+        EXPECT_EQ(0u, readBytes(path).size() % 2);
+        auto file = openFile(path);
+        EXPECT_EQ(1000, file->getFrameCount());
+        EXPECT_EQ(c.expected, file->getMarkerPairs());
+        EXPECT_EQ(c.sameTwice, file->hasState(AudioFile::kFirstMarkerTwice));
+        EXPECT_EQ(1000u, readAllFloats(*file).size());
+
+        std::string info;
+        ASSERT_EQ(0, runTool(std::string(SNDFILE_INFO_PROGRAM) + " " + shellQuoted(path), &info));
+        EXPECT_EQ(std::string::npos, info.find("***")) << info;
+        EXPECT_NE(std::string::npos, info.find("Frames      : 1000")) << info;
+        // Every loop's two markers, by id and position.
+        const size_t markers = c.loops.size() * 2;
+        EXPECT_NE(std::string::npos, info.find("Count : " + std::to_string(markers))) << info;
+        for (size_t m = 0; m < markers; ++m)
+        {
+            const int64 at = m % 2 == 0 ? c.loops[m / 2].first : c.loops[m / 2].second;
+            EXPECT_NE(std::string::npos, info.find("Mark ID  : " + std::to_string(m + 1) +
+                                                   "\n   Position : " + std::to_string(at)))
+                << info;
+        }
+        EXPECT_NE(std::string::npos, info.find("Base Note : 64")) << info;
+        EXPECT_NE(std::string::npos,
+                  info.find("Sustain\n   mode  : 801 => forward\n   begin : 1\n   end   : 2"))
+            << info;
+        EXPECT_NE(std::string::npos, info.find(std::string("Release\n   ") + c.release)) << info;
+    }
+
+    // Without loops there is no marker or instrument chunk at all.
+    const std::string plain = temp.file("plain.aiff");
+    writeLooped(plain, {}, false);
+    std::string info;
+    ASSERT_EQ(0, runTool(std::string(SNDFILE_INFO_PROGRAM) + " " + shellQuoted(plain), &info));
+    EXPECT_EQ(std::string::npos, info.find("MARK")) << info;
+    EXPECT_EQ(std::string::npos, info.find("INST")) << info;
+    EXPECT_TRUE(openFile(plain)->getMarkerPairs().empty());
+}

@@ -484,7 +484,11 @@ bool AIFFFileHandler::writeHeader(IBStream* stream)
         file.setUserReadOnly(false);
     }
     const int64 rexChunk = rex.empty() ? 0 : 8 + 4 + int64(rex.size());
-    int64 sum = 12 + fver + 8 + int64(comm.size()) + rexChunk + bextChunk + 16;
+    std::vector<uint8> mark, inst;
+    renderLoops(mark, inst);
+    const int64 loopChunks =
+        (mark.empty() ? 0 : 8 + int64(mark.size())) + (inst.empty() ? 0 : 8 + int64(inst.size()));
+    int64 sum = 12 + fver + 8 + int64(comm.size()) + loopChunks + rexChunk + bextChunk + 16;
     int64 anno = 0;
     if (sum % 4 != 0)
         anno = 8 + (4 - sum % 4);
@@ -511,6 +515,13 @@ bool AIFFFileHandler::writeHeader(IBStream* stream)
     }
     tag(kCOMM, uint32(comm.size()));
     h.insert(h.end(), comm.begin(), comm.end());
+    if (!mark.empty())
+    {
+        tag(kMARK, uint32(mark.size()));
+        h.insert(h.end(), mark.begin(), mark.end());
+        tag(kINST, uint32(inst.size()));
+        h.insert(h.end(), inst.begin(), inst.end());
+    }
     if (anno)
     {
         tag(kANNO, uint32(anno - 8));
@@ -539,6 +550,56 @@ bool AIFFFileHandler::writeHeader(IBStream* stream)
     dataOffset = int64(h.size());
     a.setString(kFileType, aifc ? kAIFCType : kAIFFType);
     return writeAt(stream, 0, h.data(), int32(h.size()));
+}
+
+void AIFFFileHandler::renderLoops(std::vector<uint8>& mark, std::vector<uint8>& inst) const
+{
+    // Each loop is two markers, numbered from 1 in loop order. The instrument chunk plays the
+    // first loop as the sustain loop and the second as the release loop; a file whose sustain
+    // loop is also its release loop holds that loop twice, and both point at its markers.
+    // Further loops keep their markers, which the instrument chunk has no place for.
+    const auto& pairs = file.getMarkerPairs();
+    if (pairs.empty())
+        return;
+    const bool sameTwice = file.hasState(AudioFile::kFirstMarkerTwice) && pairs.size() >= 2;
+    const size_t loops = std::min<size_t>(sameTwice ? pairs.size() - 1 : pairs.size(), 0x3FFF);
+    mark.assign(2, 0);
+    putBE16(mark.data(), uint32(2 * loops));
+    for (size_t loop = 0; loop < loops; ++loop)
+    {
+        const auto& [start, end] = pairs[sameTwice && loop > 0 ? loop + 1 : loop];
+        for (int side = 0; side < 2; ++side)
+        {
+            const std::string name =
+                "Loop " + std::to_string(loop + 1) + (side == 0 ? " Start" : " End");
+            uint8 head[7];
+            putBE16(head, uint32(2 * loop + 1 + side));
+            putBE32(head + 2, uint32(std::max<int64>(0, side == 0 ? start : end)));
+            head[6] = uint8(name.size());
+            mark.insert(mark.end(), head, head + 7);
+            mark.insert(mark.end(), name.begin(), name.end());
+            if (name.size() % 2 == 0) // the count byte and the text take an even room
+                mark.push_back(0);
+        }
+    }
+    // Root key, detune, key and velocity range, gain; then the two loops: mode (1 forward),
+    // begin marker, end marker.
+    inst.assign(20, 0);
+    inst[0] = uint8(std::clamp<int64>(intOr(file.getAttributes(), kRootKey, 60), 0, 127));
+    inst[3] = 127;
+    inst[4] = 1;
+    inst[5] = 127;
+    auto loop = [&](uint8* at, uint32 first)
+    {
+        putBE16(at, 1);
+        putBE16(at + 2, first);
+        putBE16(at + 4, first + 1);
+    };
+    loop(inst.data() + 8, 1);
+    if (sameTwice)
+        loop(inst.data() + 14, 1);
+    else if (loops >= 2)
+        loop(inst.data() + 14, 3);
 }
 
 bool AIFFFileHandler::updateHeader(IBStream* stream)

@@ -3,6 +3,8 @@
 // with an application chunk. 32-bit float is written as AIFF-C.
 #pragma once
 
+#include <vector>
+
 #include "audiofile/audiofilehandler.h"
 
 #include <string>
@@ -40,6 +42,8 @@ public:
 
 private:
     void readApplication(IBStream* stream, int64 position, int64 size, bool& cqel, bool seenComm);
+    /** The marker and instrument chunk bodies for the file's loops; both empty without any. */
+    void renderLoops(std::vector<uint8>& mark, std::vector<uint8>& inst) const;
     void readREX(IBStream* stream, int64 position, int64 size);
     bool aifc = false;
 };

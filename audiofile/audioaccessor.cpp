@@ -109,6 +109,47 @@ int64 AudioAccessor::read(int64 frames, void* buffer)
         return got;
     }
     configureConverter();
+    int64 done = 0;
+    if (file.getSampleRate() == sampleRate && file.getFrameFormat() != AudioConverter::kPlanar &&
+        frameFormat != AudioConverter::kPlanar)
+    {
+        // Straight from the block cache into the caller's buffer where the stream allows it;
+        // what it cannot hand over in place (a frame across two blocks) is copied below.
+        InPlaceTarget target{*converter, static_cast<uint8*>(buffer), frameSize, 0, true};
+        while (target.done < frames &&
+               stream->readInPlace(frames - target.done, &convertInPlace, &target) > 0)
+        {
+        }
+        if (!target.ok)
+            return kAudioStreamError;
+        done = target.done;
+        position += done;
+        if (done == frames)
+            return done;
+    }
+    const int64 rest = readCopying(frames - done, static_cast<uint8*>(buffer) + done * frameSize);
+    if (rest < 0)
+        return done > 0 ? done : rest;
+    return done + rest;
+}
+
+void AudioAccessor::convertInPlace(void* context, const uint8* frames, int64 count)
+{
+    auto& target = *static_cast<InPlaceTarget*>(context);
+    int32 n = int32(count);
+    if (!target.ok || !target.converter.convert(
+                          frames, target.buffer + target.done * target.frameSize, n, false, n))
+    {
+        target.ok = false;
+        return;
+    }
+    target.done += count;
+}
+
+int64 AudioAccessor::readCopying(int64 frames, void* buffer)
+{
+    if (frames <= 0)
+        return 0;
     const double streamRate = file.getSampleRate();
     int64 sourceFrames = frames;
     if (streamRate != sampleRate)

@@ -60,6 +60,17 @@ private:
     AudioConverter::Format streamFormat();
     AudioConverter::Format callerFormat() const;
     void configureConverter();
+    /** Reads through a scratch buffer and converts from there. */
+    int64 readCopying(int64 frames, void* buffer);
+    struct InPlaceTarget
+    {
+        AudioConverter& converter;
+        uint8* buffer;
+        int64 frameSize; // the caller's
+        int64 done;
+        bool ok;
+    };
+    static void convertInPlace(void* context, const uint8* frames, int64 count);
 
     AudioFile& file;
     std::unique_ptr<AudioConverter> converter;

@@ -135,6 +135,24 @@ int64 AudioBlockAccessStream::read(int64 frames, void* buffer)
     return moved / frameSize;
 }
 
+int64 AudioBlockAccessStream::readInPlace(int64 frames, FrameSink sink, void* context)
+{
+    if (!blocks || frames <= 0 || frameSize <= 0)
+        return 0;
+    const int64 total = file.getFrameCount();
+    const int64 at = tell();
+    if (total >= 0 && at >= 0 && at + frames > total)
+        frames = total - at;
+    if (frames <= 0)
+        return 0;
+    const int64 handed =
+        blocks->readInPlace(bytePosition, frames * frameSize, frameSize, sink, context);
+    if (handed <= 0)
+        return 0;
+    bytePosition += handed * frameSize;
+    return handed;
+}
+
 int64 AudioBlockAccessStream::seek(int64 frame)
 {
     if (frame < 0)

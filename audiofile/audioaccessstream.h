@@ -18,6 +18,13 @@ class AudioAccessStream
 public:
     virtual ~AudioAccessStream() = default;
     virtual int64 read(int64 frames, void* buffer) = 0;
+    /** Receives stored frames that a stream holds in memory; `count` is at least 1. */
+    using FrameSink = void (*)(void* context, const uint8* frames, int64 count);
+    /** Hands `sink` the stored frames at the position straight from the stream's own memory,
+        as many whole frames as lie together (at most `frames`), and moves past them: one copy
+        fewer than read. Answers the frames handed; 0 when the stream keeps no such memory, at
+        the end, or when the next frame lies across two pieces of it (read takes those). */
+    virtual int64 readInPlace(int64 frames, FrameSink sink, void* context) { return 0; }
     virtual int64 write(int64 frames, const void* buffer) = 0;
     virtual int64 seek(int64 frame) = 0;
     virtual int64 tell() = 0;
@@ -58,6 +65,7 @@ public:
     ~AudioBlockAccessStream() override;
 
     int64 read(int64 frames, void* buffer) override;
+    int64 readInPlace(int64 frames, FrameSink sink, void* context) override;
     int64 write(int64, const void*) override { return kAudioStreamError; }
     int64 seek(int64 frame) override;
     int64 tell() override;

@@ -168,4 +168,22 @@ int64 AudioBlockBuffers::read(int64 position, int64 bytes, uint8* target)
     return moved;
 }
 
+int64 AudioBlockBuffers::readInPlace(int64 position, int64 bytes, int32 frameSize,
+                                     void (*sink)(void*, const uint8*, int64), void* context)
+{
+    if (frameSize <= 0 || bytes < frameSize)
+        return 0;
+    std::lock_guard<std::mutex> guard(mutex);
+    Block* block = find(position / blockSize);
+    if (!block)
+        return -1;
+    const int64 offset = position % blockSize;
+    const int64 frames = std::min(bytes, block->buffer->getUsed() - offset) / frameSize;
+    if (frames <= 0)
+        return 0;
+    // The lock keeps the block from being reloaded for another reader while the sink reads it.
+    sink(context, block->buffer->data() + offset, frames);
+    return frames;
+}
+
 } // namespace Quillmark

@@ -35,6 +35,11 @@ public:
     /** Copies up to `bytes` from file position `position`; answers the bytes copied, or -1
         when loading the first block needed failed. */
     int64 read(int64 position, int64 bytes, uint8* target);
+    /** Hands `sink`, under the cache's lock, the whole frames of `frameSize` bytes that lie in
+        the block at `position`, at most `bytes` of them; answers how many frames, 0 when the
+        first one crosses into the next block, -1 when the block cannot be loaded. */
+    int64 readInPlace(int64 position, int64 bytes, int32 frameSize,
+                      void (*sink)(void*, const uint8*, int64), void* context);
 
     int64 getBlockSize() const { return blockSize; }
     /** How many loads from the file this entry made, for tests. */

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <set>
@@ -334,3 +335,54 @@ TEST(FuzzFindings, OpenAndReadWithoutHarm)
 }
 
 } // namespace
+
+TEST_F(AudioFileModel, CachedReadsConvertStraightFromTheBlocksAndAcrossTheirEdges)
+{
+    // Three channels of 24 bits: nine-byte frames, which no block size divides, so frames lie
+    // across block edges. Each sample holds its own index, spread over the whole range.
+    constexpr size_t kFrames = 150000;
+    std::vector<uint8> data(kFrames * 9);
+    for (size_t i = 0; i < kFrames * 3; ++i)
+    {
+        const uint32 value = uint32(i * 2654435761u) >> 8;
+        data[3 * i] = uint8(value);
+        data[3 * i + 1] = uint8(value >> 8);
+        data[3 * i + 2] = uint8(value >> 16);
+    }
+    auto path = temp.file("three.wav");
+    writeBytes(path, ChunkBuilder()
+                         .tag("RIFF")
+                         .u32(0)
+                         .tag("WAVE")
+                         .fmt(3, 48000, 24)
+                         .tag("data")
+                         .u32(uint32(data.size()))
+                         .raw(data)
+                         .done());
+    auto file = open(path);
+    Owned<AudioAccessor> cached(file->createAccessor(kAudioModeRead | kAudioModeBuffered));
+    ASSERT_TRUE(cached);
+    cached->setSampleFormat(AudioConverter::kFloat);
+    cached->setSampleSize(32);
+
+    std::vector<float> all;
+    std::vector<float> block(777 * 3, -9.f);
+    for (int64 got; (got = cached->read(777, block.data())) > 0;)
+        all.insert(all.end(), block.begin(), block.begin() + got * 3);
+    EXPECT_EQ(int64(kFrames), cached->tell());
+    ASSERT_EQ(kFrames * 3, all.size());
+    size_t wrong = 0;
+    for (size_t i = 0; i < kFrames * 3 && wrong < 5; ++i)
+    {
+        const int32 value = int32(uint32(i * 2654435761u) >> 8 << 8) >> 8;
+        if (all[i] != float(value) * 0x1p-23f)
+        {
+            ADD_FAILURE() << "sample " << i << ": " << all[i];
+            ++wrong;
+        }
+    }
+    // A seek into the middle of a frame run that crosses a block edge reads on from there.
+    ASSERT_EQ(36409, cached->seek(36409));
+    ASSERT_EQ(10, cached->read(10, block.data()));
+    EXPECT_EQ(0, std::memcmp(block.data(), all.data() + 36409 * 3, 30 * sizeof(float)));
+}

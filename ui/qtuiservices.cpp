@@ -7,6 +7,9 @@
 
 #include <QApplication>
 #include <QEventLoop>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPixmap>
@@ -102,6 +105,46 @@ int QtUIServices::ask(const Question& question)
         if (box.clickedButton() == buttons[index])
             return int(index);
     return question.defaultButton;
+}
+
+bool QtUIServices::askText(const TextRequest& request, std::string& answer)
+{
+    const QString title = QString::fromStdString(request.title);
+    const QString initial = QString::fromStdString(request.initial);
+    const QString filter =
+        request.extension.empty()
+            ? QString()
+            : QString::fromStdString("*." + request.extension + " (*." + request.extension + ")");
+    QString chosen;
+    switch (request.kind)
+    {
+    case TextRequest::kFolder:
+        chosen = QFileDialog::getExistingDirectory(mainWindow, title, initial);
+        break;
+    case TextRequest::kOpenFile:
+        chosen = QFileDialog::getOpenFileName(mainWindow, title, initial, filter);
+        break;
+    case TextRequest::kSaveFile:
+        chosen = QFileDialog::getSaveFileName(mainWindow, title, initial, filter);
+        break;
+    case TextRequest::kText:
+    {
+        QInputDialog dialog(mainWindow);
+        dialog.setLabelText(title);
+        dialog.setTextValue(initial);
+        dialog.resize(230, dialog.sizeHint().height());
+        if (auto* field = dialog.findChild<QLineEdit*>(); field && request.maxLength > 0)
+            field->setMaxLength(request.maxLength);
+        if (dialog.exec() != QDialog::Accepted)
+            return false;
+        answer = dialog.textValue().toStdString();
+        return true;
+    }
+    }
+    if (chosen.isEmpty())
+        return false;
+    answer = chosen.toStdString();
+    return true;
 }
 
 int QtUIServices::getModifierKeys() const

@@ -43,6 +43,7 @@ public:
     void setMenuBar(const std::vector<Menu>& menus) override;
     void showMessage(const std::string& text) override;
     int ask(const Question& question) override;
+    bool askText(const TextRequest& request, std::string& answer) override;
     int getModifierKeys() const override;
     void openMainWindow() override;
     void runMainLoop(const std::function<bool()>& done) override;

@@ -36,10 +36,13 @@ void installAudioKernels(KernelChoice choice, const CpuFeatures& features)
     static const IntFloatConverterGeneric genericConverter;
     static const IntFloatConverterPIII piiiConverter(genericConverter);
     static const IntFloatConverterPIV pivConverter(genericConverter);
+    static const IntFloatConverterAVX2 avx2Converter(genericConverter);
     const IntFloatConverter* converter = &genericConverter;
     if (choice == KernelChoice::kByProcessor)
     {
-        if (features.sse2)
+        if (features.avx2 && features.sse2)
+            converter = &avx2Converter;
+        else if (features.sse2)
             converter = &pivConverter;
         else if (features.sse)
             converter = &piiiConverter;

@@ -113,6 +113,26 @@ public:
     const char* getName() const override { return "PIV"; }
 };
 
+/** AVX2: eight samples a step for the integer codings of 16, 24 and 32 bits and the float
+    coding (little end first), mono and two-channel, to float at any gain and from float at a
+    constant gain; everything else goes to the SSE2 kernels. Only installed when the processor
+    and the system support the wide registers. */
+class IntFloatConverterAVX2 : public IntFloatConverterPIV
+{
+public:
+    using IntFloatConverterPIV::IntFloatConverterPIV;
+
+    void toFloat(SampleCoding coding, const void* source, float* target, int32 count, float gain,
+                 int32 shift = 0) const override;
+    void toFloatStereo(SampleCoding coding, const void* source, float* left, float* right,
+                       int32 count, float gain, int32 shift = 0) const override;
+    float fromFloat(SampleCoding coding, float* source, void* target, int32 count,
+                    const FromFloatGain& gain, int32 shift = 0) const override;
+    float fromFloatStereo(SampleCoding coding, float* left, float* right, void* target, int32 count,
+                          const FromFloatGain& gain, int32 shift = 0) const override;
+    const char* getName() const override { return "AVX2"; }
+};
+
 /** The integer/float kernels; a use before installAudioKernels aborts. */
 extern KernelSlot<IntFloatConverter> sIntFloatConverter;
 

@@ -1,5 +1,8 @@
 #include "base/optimaudio/intfloatconverter.h"
 
+#include "base/optimaudio/audiokernels.h"
+#include "base/optimaudio/cpufeatures.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -16,6 +19,13 @@ namespace
 const IntFloatConverterGeneric kGeneric;
 const IntFloatConverterPIII kPIII(kGeneric);
 const IntFloatConverterPIV kPIV(kGeneric);
+const IntFloatConverterAVX2 kAVX2(kGeneric);
+
+/** Runs a fast kernel only where the processor has what it was compiled for. */
+bool runsHere(const IntFloatConverter& kernels)
+{
+    return &kernels != &kAVX2 || detectCpuFeatures().avx2;
+}
 
 std::vector<uint8> fromFloat(SampleCoding coding, std::vector<float> samples,
                              FromFloatGain gain = {}, float* peak = nullptr, int32 shift = 0)
@@ -175,6 +185,8 @@ class FastIntFloatKernels : public ::testing::TestWithParam<const IntFloatConver
 TEST_P(FastIntFloatKernels, GiveTheGenericBitsForEveryCodingAndLength)
 {
     const IntFloatConverter& fast = *GetParam();
+    if (!runsHere(fast))
+        GTEST_SKIP() << "no AVX2 on this processor";
     std::mt19937 random(9);
     std::vector<uint8> stored(4 * 2 * 70);
     for (auto& b : stored)
@@ -220,7 +232,106 @@ TEST_P(FastIntFloatKernels, GiveTheGenericBitsForEveryCodingAndLength)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kernels, FastIntFloatKernels, ::testing::Values(&kPIII, &kPIV),
+/** Values that, once scaled to a coding's full scale S, sit on every rounding and clipping edge:
+    the bounds and their float neighbours, halves and the floats either side of them, the
+    extremes, zeros of both signs, subnormals, infinities and NaN. */
+std::vector<float> edgeFloats(float S, float upper)
+{
+    std::vector<float> scaled = {upper,   -S,       0.f,        -0.f,        0.5f,     -0.5f,
+                                 1.5f,    -1.5f,    2.5f,       -2.5f,       32766.5f, -32767.5f,
+                                 32767.f, -32768.f, 8388607.5f, -8388608.5f, 1e30f,    -1e30f};
+    for (float edge : {upper, -S, S, 0.5f, -0.5f, 1.5f, -1.5f, 32767.f, -32768.f})
+    {
+        scaled.push_back(std::nextafter(edge, 1e38f));
+        scaled.push_back(std::nextafter(edge, -1e38f));
+    }
+    std::vector<float> values;
+    for (float x : scaled)
+        values.push_back(x / S);
+    for (float v : {std::numeric_limits<float>::denorm_min(), -std::numeric_limits<float>::min(),
+                    std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(),
+                    std::numeric_limits<float>::quiet_NaN(), 1.f, -1.f, 2.f, -2.f})
+        values.push_back(v);
+    return values;
+}
+
+TEST_P(FastIntFloatKernels, MatchTheGenericBitsOnEveryRoundingAndClippingEdge)
+{
+    const IntFloatConverter& fast = *GetParam();
+    if (!runsHere(fast))
+        GTEST_SKIP() << "no AVX2 on this processor";
+    struct Coding
+    {
+        SampleCoding coding;
+        int32 shift;
+        float S, upper;
+    } codings[] = {{SampleCoding::kInt8, 0, 128.f, 127.f},
+                   {SampleCoding::kUInt8, 0, 128.f, 255.f},
+                   {SampleCoding::kInt16LE, 0, 32768.f, 32767.f},
+                   {SampleCoding::kInt16BE, 0, 32768.f, 32767.f},
+                   {SampleCoding::kInt24LE, 0, 2147483648.f, 2147483392.f},
+                   {SampleCoding::kInt24BE, 0, 2147483648.f, 2147483392.f},
+                   {SampleCoding::kInt32LE, 0, 2147483648.f, 2147483648.f},
+                   {SampleCoding::kInt32LE, 8, 8388608.f, 8388608.f},
+                   {SampleCoding::kInt32BE, 1, 1073741824.f, 1073741824.f},
+                   {SampleCoding::kFloat32LE, 0, 1.f, 1.f}};
+    for (const Coding& c : codings)
+    {
+        // Every edge at every position of a vector step: the list shifted one place per round.
+        const std::vector<float> edges = edgeFloats(c.S, c.upper);
+        const int32 count = int32(edges.size()) * 4 + 5;
+        for (int32 rotate = 0; rotate < 17; ++rotate)
+        {
+            SCOPED_TRACE(::testing::Message() << "coding " << int(c.coding) << " shift " << c.shift
+                                              << " rotation " << rotate);
+            std::vector<float> left(size_t(count) * 2);
+            for (size_t i = 0; i < left.size(); ++i)
+                left[i] = edges[(i + size_t(rotate)) % edges.size()];
+            std::vector<float> right(left.rbegin(), left.rend());
+            const size_t bytes = size_t(count) * 2 * size_t(bytesPerSample(c.coding));
+            std::vector<uint8> outA(bytes, 0x55), outB(bytes, 0x55);
+            float peakA =
+                kGeneric.fromFloat(c.coding, left.data(), outA.data(), 2 * count, {}, c.shift);
+            float peakB =
+                fast.fromFloat(c.coding, left.data(), outB.data(), 2 * count, {}, c.shift);
+            ASSERT_EQ(outA, outB);
+            EXPECT_EQ(0, std::memcmp(&peakA, &peakB, 4));
+            peakA = kGeneric.fromFloatStereo(c.coding, left.data(), right.data(), outA.data(),
+                                             count, {}, c.shift);
+            peakB = fast.fromFloatStereo(c.coding, left.data(), right.data(), outB.data(), count,
+                                         {}, c.shift);
+            ASSERT_EQ(outA, outB);
+            EXPECT_EQ(0, std::memcmp(&peakA, &peakB, 4));
+
+            // And back: the stored edges read to float, mono and split, at an odd gain.
+            std::vector<float> floatsA(size_t(count) * 2, -3.f), floatsB(floatsA);
+            kGeneric.toFloat(c.coding, outA.data(), floatsA.data(), 2 * count, 0.7f, c.shift);
+            fast.toFloat(c.coding, outA.data(), floatsB.data(), 2 * count, 0.7f, c.shift);
+            ASSERT_EQ(0, std::memcmp(floatsA.data(), floatsB.data(), floatsA.size() * 4));
+            kGeneric.toFloatStereo(c.coding, outA.data(), floatsA.data(), floatsA.data() + count,
+                                   count, 1.f, c.shift);
+            fast.toFloatStereo(c.coding, outA.data(), floatsB.data(), floatsB.data() + count, count,
+                               1.f, c.shift);
+            ASSERT_EQ(0, std::memcmp(floatsA.data(), floatsB.data(), floatsA.size() * 4));
+        }
+    }
+}
+
+TEST(IntFloatKernelInstallation, TakesTheWidestKernelsTheFeaturesAllowUnlessForced)
+{
+    installAudioKernels(KernelChoice::kByProcessor, CpuFeatures{true, true, true, true});
+    EXPECT_STREQ("AVX2", sIntFloatConverter->getName());
+    installAudioKernels(KernelChoice::kByProcessor, CpuFeatures{true, true, true, false});
+    EXPECT_STREQ("PIV", sIntFloatConverter->getName());
+    installAudioKernels(KernelChoice::kByProcessor, CpuFeatures{true, false, false, false});
+    EXPECT_STREQ("PIII", sIntFloatConverter->getName());
+    installAudioKernels(KernelChoice::kGeneric, CpuFeatures{true, true, true, true});
+    EXPECT_STREQ("Generic", sIntFloatConverter->getName());
+    installAudioKernels();
+    EXPECT_STREQ(detectCpuFeatures().avx2 ? "AVX2" : "PIV", sIntFloatConverter->getName());
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, FastIntFloatKernels, ::testing::Values(&kPIII, &kPIV, &kAVX2),
                          [](const auto& info) { return std::string(info.param->getName()); });
 
 } // namespace
