@@ -18,6 +18,9 @@ struct MenuItem
     std::string name;
     int tag = 0;
     bool separator = false;
+    bool enabled = true;
+    /** The key assignment in the portable text form ("Ctrl+W"), empty for none. */
+    std::string shortcut;
     std::vector<MenuItem> children; // a submenu when not empty
 
     static MenuItem makeSeparator()

@@ -1,0 +1,304 @@
+#include "app/editedplugin.h"
+
+#include "app/info/genericeditor.h"
+#include "base/fstreams.h"
+#include "engine/audiooperatorlist.h"
+#include "engine/pendingparameterchanges.h"
+#include "engine/qelslotoperator.h"
+#include "hosting/fcomponentregistry.h"
+#include "hosting/plugprovider.h"
+#include "presets/presetfile.h"
+#include "presets/presetio.h"
+#include "qel3/iunitinfo.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace Quillmark
+{
+
+using namespace Qel;
+
+EditedPlugin::EditedPlugin(FComponentRegistry& registry, const FUID& classId)
+    : registry(registry), classId(classId)
+{
+    FComponentDescription* description = registry.findByCid(classId);
+    className = description ? description->getName().toUtf8() : classId.toString();
+}
+
+EditedPlugin::~EditedPlugin()
+{
+    close();
+}
+
+EditedPlugin* EditedPlugin::create(FComponentRegistry& registry, const FUID& classId,
+                                   std::string& error)
+{
+    auto* plugin = new EditedPlugin(registry, classId);
+    if (!plugin->open(error))
+    {
+        plugin->release();
+        return nullptr;
+    }
+    return plugin;
+}
+
+bool EditedPlugin::open(std::string& error)
+{
+    provider = new PlugProvider(&registry, classId, true);
+    if (!provider->createPlugIn() || !provider->getControllerWrapper())
+    {
+        error = "\"" + className + "\" could not be created with its controller";
+        return false;
+    }
+    QelEditController* wrapper = provider->getControllerWrapper();
+    // Edits of this host go to the processor, not to the test provider, which ignores them.
+    wrapper->setComponentHandler(this);
+    editor = static_cast<GenericEditor*>(wrapper->getGenericEditor(
+        [](QelEditController& owner) -> CmObject* { return makeGenericEditor(owner); }));
+    if (!editor)
+    {
+        error = "\"" + className + "\" has no parameters to edit";
+        return false;
+    }
+
+    slot = new MiniEngine::QelSlotOperator;
+    if (!slot->attach(provider->getComponentWrapper()->getComponent(), String(className.c_str())))
+    {
+        error = "\"" + className + "\" " + slot->getProblem();
+        slot->release();
+        slot = nullptr;
+        return false;
+    }
+    slot->setupController(wrapper->getController());
+    pending = new MiniEngine::PendingParameterChanges(wrapper->getController());
+    pending->start();
+    slot->setParamListener(pending);
+    graph = new MiniEngine::AudioOperatorRoot;
+    slot->addRef(); // the graph takes one reference; this object keeps its own
+    graph->addOperator(slot);
+    MiniEngine::OperatorSetup setup;
+    setup.blockSize = kBlockSize;
+    setup.sampleRate = kSampleRate;
+    graph->setupProcessing(setup);
+    graph->prepareBuffers(kBlockSize);
+    graph->resume();
+    graph->setProcessing(true);
+    return true;
+}
+
+void EditedPlugin::close()
+{
+    if (graph)
+    {
+        graph->setProcessing(false);
+        graph->suspend();
+        graph->release();
+        graph = nullptr;
+    }
+    if (slot)
+    {
+        slot->setParamListener(nullptr);
+        slot->release();
+        slot = nullptr;
+    }
+    if (pending)
+    {
+        pending->stop();
+        pending->release();
+        pending = nullptr;
+    }
+    editor = nullptr; // the controller wrapper keeps it and ends it
+    if (provider)
+    {
+        if (QelEditController* wrapper = provider->getControllerWrapper())
+            wrapper->setComponentHandler(provider);
+        provider->destroyPlugIn();
+        provider->release();
+        provider = nullptr;
+    }
+}
+
+IComponent* EditedPlugin::getComponent() const
+{
+    return provider && provider->getComponentWrapper()
+               ? provider->getComponentWrapper()->getComponent()
+               : nullptr;
+}
+
+IEditController* EditedPlugin::getController() const
+{
+    return provider && provider->getControllerWrapper()
+               ? provider->getControllerWrapper()->getController()
+               : nullptr;
+}
+
+bool EditedPlugin::processBlock()
+{
+    if (!graph)
+        return false;
+    ProcessContext context{};
+    context.sampleRate = kSampleRate;
+    context.projectTimeSamples = blocks * kBlockSize;
+    MiniEngine::OperatorBuffers buffers;
+    buffers.numSamples = kBlockSize;
+    buffers.context = &context;
+    const bool rendered = graph->renderBlock(buffers);
+    ++blocks;
+    return rendered;
+}
+
+std::string EditedPlugin::componentState() const
+{
+    IComponent* component = getComponent();
+    if (!component)
+        return {};
+    auto* stream = new FMemoryStream;
+    std::string bytes;
+    try
+    {
+        if (component->getState(stream) == kResultOk)
+            bytes.assign(stream->data(), size_t(stream->size()));
+    }
+    catch (...)
+    {
+        bytes.clear();
+    }
+    stream->release();
+    return bytes;
+}
+
+bool EditedPlugin::savePreset(const std::string& path, std::string& error)
+{
+    PresetSource source;
+    source.classId = classId;
+    source.component = getComponent();
+    source.controller = getController();
+    if (!source.component)
+    {
+        error = "there is no plug-in";
+        return false;
+    }
+    return savePresetFile(path, source, error);
+}
+
+bool EditedPlugin::loadPreset(const std::string& path, std::string& error)
+{
+    IComponent* component = getComponent();
+    IEditController* controller = getController();
+    if (!component || !controller)
+    {
+        error = "there is no plug-in";
+        return false;
+    }
+    std::string bytes;
+    if (!readWholeFile(path, bytes))
+    {
+        error = path + " cannot be read";
+        return false;
+    }
+    if (bytes.size() < 4 || bytes.compare(0, 4, "QEL3") != 0)
+    {
+        error = path + " is not a preset file";
+        return false;
+    }
+    auto* stream = new FMemoryStream(bytes.data(), int64(bytes.size()));
+    auto file = std::make_unique<PresetFile>(stream);
+    stream->release();
+    if (!file->readChunkList() || file->getEntryCount() == 0)
+    {
+        error = path + ": the chunk list is damaged or missing";
+        return false;
+    }
+    for (int32 i = 0; i < file->getEntryCount(); ++i)
+    {
+        const PresetFile::Entry& entry = file->at(i);
+        if (entry.offset < PresetFile::kHeaderSize || entry.size < 0 ||
+            entry.offset > int64(bytes.size()) || entry.size > int64(bytes.size()) - entry.offset)
+        {
+            error = path + ": a chunk lies outside the file";
+            return false;
+        }
+    }
+    if (file->getClassID() != classId)
+    {
+        error =
+            path + " was made by class " + file->getClassID().toString() + ", not by " + className;
+        return false;
+    }
+    if (!file->contains(kComponentState))
+    {
+        error = path + " holds no state of the plug-in";
+        return false;
+    }
+    // The block path must not run while the component takes its new state.
+    graph->setProcessing(false);
+    bool good = false;
+    try
+    {
+        good = file->restoreComponentState(component);
+        if (!good)
+            error = "\"" + className + "\" refused the state in " + path;
+        else if (static_cast<FUnknown*>(component) != static_cast<FUnknown*>(controller) &&
+                 !file->restoreComponentState(controller))
+        {
+            good = false;
+            error = "the controller of \"" + className + "\" refused the state in " + path;
+        }
+        else if (file->contains(kControllerState) && !file->restoreControllerState(controller))
+        {
+            good = false;
+            error = "the controller of \"" + className + "\" refused its own state in " + path;
+        }
+    }
+    catch (const std::exception& exception)
+    {
+        good = false;
+        error = "\"" + className + "\" threw while loading " + path + ": " + exception.what();
+    }
+    graph->setProcessing(true);
+    if (editor)
+        editor->refresh();
+    return good;
+}
+
+tresult EditedPlugin::beginEdit(ParamID id)
+{
+    editLog.push_back("begin " + std::to_string(id));
+    return kResultOk;
+}
+
+tresult EditedPlugin::performEdit(ParamID id, ParamValue valueNormalized)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.6g", valueNormalized);
+    editLog.push_back("perform " + std::to_string(id) + " " + text);
+    if (slot)
+        slot->queueParameter(int32(id), valueNormalized);
+    return kResultOk;
+}
+
+tresult EditedPlugin::endEdit(ParamID id)
+{
+    editLog.push_back("end " + std::to_string(id));
+    return kResultOk;
+}
+
+tresult EditedPlugin::restartComponent(int32 flags)
+{
+    if (!editor)
+        return kResultOk;
+    if (flags & kParamTitlesChanged)
+        editor->rebuild();
+    else if (flags & kParamValuesChanged)
+        editor->refresh();
+    return kResultOk;
+}
+
+tresult EditedPlugin::queryInterface(const TUID iid, void** obj)
+{
+    QEL_QUERY_INTERFACE(iid, obj, IComponentHandler)
+    return CmObject::queryInterface(iid, obj);
+}
+
+} // namespace Quillmark
