@@ -53,6 +53,8 @@ public:
     /** Category first, then name, both case-sensitive. Null when unknown. */
     const Command* find(const std::string& category, const std::string& name) const;
     int32 count() const { return int32(commands.size()); }
+    /** Every command, sorted by category, then name. */
+    const std::vector<Command>& getCommands() const { return commands; }
 
     bool interpret(const std::string& category, const std::string& name);
     bool canInterpret(const std::string& category, const std::string& name) const;
