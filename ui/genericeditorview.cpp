@@ -65,9 +65,9 @@ bool GenericEditorView::build(const SkinLoader& skins, QString* error)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(form);
-    setMinimumWidth(kWidth);
+    // The frame starts at 550 by 400 and never grows higher; a longer list scrolls in it.
+    setMinimumSize(kWidth, kHeight);
     setMaximumHeight(kHeight);
-    resize(kWidth, kHeight);
 
     auto* grid = form->findChild<QGridLayout*>("parameterGrid");
     QWidget* rows = form->findChild<QWidget*>("parameters");

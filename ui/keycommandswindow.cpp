@@ -35,12 +35,12 @@ bool KeyCommandsWindow::build(const CommandTable& commands, const SkinLoader& sk
     if (!form)
         return false;
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setContentsMargins(9, 9, 9, 9);
     layout->addWidget(form);
     list = form->findChild<QTreeWidget*>("commandList");
     if (list)
     {
-        list->setHeaderLabels({"Category", "Command", "Menu Text", "Key", "State"});
+        list->setHeaderLabels({"Category", "Command", "Menu Text", "Key", "Available"});
         for (const CommandTable::Command& command : commands.getCommands())
         {
             auto* item = new QTreeWidgetItem(list);
@@ -53,7 +53,7 @@ bool KeyCommandsWindow::build(const CommandTable& commands, const SkinLoader& sk
                 3, QKeySequence(QString::fromStdString(keyFor(command.category, command.name)))
                        .toString(QKeySequence::NativeText));
             const bool enabled = commands.isEnabled(command.category, command.name);
-            item->setText(4, enabled ? "available" : "not available yet");
+            item->setText(4, enabled ? "yes" : "not yet");
             if (!enabled)
                 for (int column = 0; column < 5; ++column)
                     item->setForeground(column,
@@ -64,7 +64,7 @@ bool KeyCommandsWindow::build(const CommandTable& commands, const SkinLoader& sk
     }
     if (auto* close = form->findChild<QAbstractButton*>("close"))
         connect(close, &QAbstractButton::clicked, this, &QWidget::close);
-    resize(720, 520);
+    resize(860, 560);
     return true;
 }
 

@@ -47,7 +47,7 @@ bool PluginWindow::build(GenericEditor& editor, const QString& title, const Skin
     if (!form)
         return false;
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setContentsMargins(9, 9, 9, 9);
     layout->addWidget(form);
     setWindowTitle(title);
     if (auto* name = form->findChild<QLabel*>("pluginName"))

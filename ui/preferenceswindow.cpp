@@ -46,7 +46,7 @@ bool PreferencesWindow::build(TApplication& application, const SkinLoader& skins
     if (!form)
         return false;
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setContentsMargins(9, 9, 9, 9);
     layout->addWidget(form);
     pages = new PreferencePages(application);
     binder->bind(form, [this](const std::string& name)

@@ -55,7 +55,7 @@ bool PresetEditorWindow::build(const SkinLoader& skins, QString* error)
     if (!form)
         return false;
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setContentsMargins(9, 9, 9, 9);
     layout->addWidget(form);
     controller = new Qel::QelPresetEditor;
     binder->bind(form, [this](const std::string& name)
@@ -103,7 +103,7 @@ bool PresetEditorWindow::build(const SkinLoader& skins, QString* error)
                                               : QString::fromStdString(problem),
                               !problem.empty());
                 });
-    resize(620, 420);
+    resize(640, 470);
     return true;
 }
 
