@@ -1,5 +1,7 @@
 #include "app/presetjob.h"
 
+#include "app/presettools.h"
+
 #include "app/commandline.h"
 #include "app/hostsession.h"
 #include "base/fstreams.h"
@@ -744,39 +746,15 @@ int overwritePluginName(const PresetOptions& options, std::ostream& out, std::os
             << "--overwrite-plugin-name needs --name NAME (the answer to \"Enter the new Name\")\n";
         return kExitUsage;
     }
-    const std::string& folder = options.positional[0];
-    std::vector<std::string> names;
-    std::string error;
-    if (!platform::listFolder(folder, names, &error))
+    std::string problems;
+    const int changed =
+        PresetTools::overwritePluginNames(options.positional[0], options.newName, problems);
+    const bool failed = !problems.empty();
+    for (size_t from = 0; from < problems.size();)
     {
-        err << kProgram << folder << ": " << error << "\n";
-        return kExitFailure;
-    }
-    std::sort(names.begin(), names.end());
-    int changed = 0;
-    bool failed = false;
-    for (const std::string& name : names)
-    {
-        std::string path = platform::joinPath(folder, name);
-        if (platform::extensionOf(name) != "qelpreset" || !platform::fileInfo(path).isFile)
-            continue;
-        QelPresetMedium medium(path);
-        if (!medium.scan(nullptr))
-        {
-            err << kProgram << path << ": not a preset file, left alone\n";
-            failed = true;
-            continue;
-        }
-        const auto* old = medium.getAttributes().find("PlugInName");
-        medium.getAttributes().setString("PlugInName", options.newName,
-                                         old ? old->flags : MediaAttributeList::kWriteProtected);
-        if (!medium.commit(error))
-        {
-            err << kProgram << path << ": " << error << "\n";
-            failed = true;
-            continue;
-        }
-        ++changed;
+        const size_t end = problems.find('\n', from);
+        err << kProgram << problems.substr(from, end - from) << "\n";
+        from = end == std::string::npos ? problems.size() : end + 1;
     }
     out << changed << " Presets were changed.\n";
     return failed ? kExitFailure : kExitOk;

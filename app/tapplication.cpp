@@ -1,6 +1,7 @@
 #include "app/tapplication.h"
 
 #include "app/keyassignments.h"
+#include "app/presettools.h"
 
 #include "base/fcapabilities.h"
 #include "base/fzlibcompressor.h"
@@ -376,10 +377,21 @@ void TApplication::registerCommands()
     missing("File", "Save Preset", "Save Preset", true);
     missing("File", "Load MIDI File", "Load MIDI File", true);
     missing("File", "Save MIDI File", "Save MIDI File", true);
-    missing("File", "Convert QEL3 to QEL2 Presets", "Convert QEL3 Presets to QEL2 Presets...",
-            false);
-    missing("File", "Overwrite Plugin Name in QEL3 Presets",
-            "Overwrite Plugin Name in QEL3 Presets...", false);
+    // The preset tools ask through the user interface; a cancel is still handled.
+    commands.add({"File", "Convert QEL3 to QEL2 Presets",
+                  fixedText("Convert QEL3 Presets to QEL2 Presets..."), false,
+                  [this]
+                  {
+                      PresetTools(ui, *preferences).convertToQel2();
+                      return true;
+                  }});
+    commands.add({"File", "Overwrite Plugin Name in QEL3 Presets",
+                  fixedText("Overwrite Plugin Name in QEL3 Presets..."), false,
+                  [this]
+                  {
+                      PresetTools(ui, *preferences).overwritePluginName();
+                      return true;
+                  }});
     missing("File", "Key Commands", "Key Commands...", false);
     missing("File", "Preferences", "Global Preferences...", false);
     missing("File", "Plug-In Preferences", "Plug-In Preferences...", true);

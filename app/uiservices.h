@@ -66,6 +66,17 @@ public:
     /** Answers the index of a button of `question`. */
     virtual int ask(const Question& question) = 0;
 
+    /** Asks for a folder, starting at `folder`, which takes the answer. False when the user
+        cancels, and always without a way to ask. */
+    virtual bool chooseFolder(const std::string& title, std::string& folder) { return false; }
+    /** Asks for a line of at most `maxLength` characters (no limit when 0), starting with
+        `text`, which takes the answer. False when the user cancels, and always without a way
+        to ask. */
+    virtual bool askText(const std::string& prompt, int maxLength, std::string& text)
+    {
+        return false;
+    }
+
     /** Modifier keys held now: bit value 1 Ctrl, 2 Shift, 4 Alt. */
     virtual int getModifierKeys() const = 0;
 

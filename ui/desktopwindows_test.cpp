@@ -19,9 +19,11 @@
 #include "ui/preferenceswindow.h"
 #include "ui/preseteditorwindow.h"
 #include "ui/qtuiservices.h"
+#include "ui/uitestsupport.h"
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -30,6 +32,7 @@
 #include <QSlider>
 #include <QTabWidget>
 #include <QTest>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
 
@@ -39,19 +42,11 @@
 #include <sstream>
 
 using namespace Quillmark;
+using Quillmark::testing::qtApplication;
 using namespace Quillmark::Qel::Examples;
 
 namespace
 {
-
-QApplication& qtApplication()
-{
-    static int argc = 1;
-    static char name[] = "ui_tests";
-    static char* argv[] = {name, nullptr};
-    static QApplication application(argc, argv);
-    return application;
-}
 
 /** The gain in dB in Qel Gain's processor state: after tag and version, a little-endian
     double. */
@@ -260,6 +255,76 @@ TEST_F(EditorWindows, ThePluginWindowKeepsItsPluginAliveUntilItCloses)
     EXPECT_EQ(slider->value(), 1000);
     delete window;
     window = nullptr;
+}
+
+TEST_F(EditorWindows, AListParameterIsAListOfThePluginsOwnNames)
+{
+    std::string problem;
+    EditedPlugin* synth = EditedPlugin::create(*registry, FUID(kQelSynthCid), problem);
+    ASSERT_NE(synth, nullptr) << problem;
+    QString error;
+    PluginWindow* editor =
+        PluginWindow::create(*synth->getEditor(), synth, synth, "Qel Synth", skins, &error);
+    synth->release(); // the window keeps it
+    ASSERT_NE(editor, nullptr) << error.toStdString();
+    editor->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(editor));
+
+    QComboBox* list = nullptr;
+    int number = 0;
+    for (; number < synth->getEditor()->getParamCount(); ++number)
+        if ((list = editor->findChild<QComboBox*>(QString("param%1").arg(number))))
+            break;
+    ASSERT_NE(list, nullptr) << "Qel Synth's waveform is a list";
+    ParamValueProxy* proxy = synth->getEditor()->getProxy(number);
+    const int steps = proxy->getStepCount();
+    ASSERT_EQ(list->count(), steps + 1);
+    auto* text = editor->findChild<QLineEdit*>(QString("param%1Text").arg(number));
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(text->text(), list->currentText());
+
+    // A key picks the next entry; the controller and the text follow.
+    const int before = list->currentIndex();
+    ASSERT_LT(before, steps);
+    list->setFocus();
+    QTest::keyClick(list, Qt::Key_Down);
+    EXPECT_EQ(list->currentIndex(), before + 1);
+    EXPECT_NEAR(synth->getController()->getParamNormalized(proxy->getParamId()),
+                double(before + 1) / steps, 1e-6);
+    EXPECT_EQ(text->text(), list->itemText(before + 1));
+
+    // The plug-in's side moves the list back.
+    synth->getEditor()->setParamValue(proxy->getParamId(), 0.0);
+    EXPECT_EQ(list->currentIndex(), 0);
+    delete editor;
+}
+
+TEST(DesktopQuestions, ATextQuestionKeepsToItsLengthAndACancelAnswersNothing)
+{
+    qtApplication();
+    QtUIServices services{SkinLoader({QEL_SKIN_DIR})};
+    // The dialog is modal: keys reach it from the event loop it runs.
+    auto answer = [](const QString& keys, int key)
+    {
+        QTimer::singleShot(50,
+                           [keys, key]
+                           {
+                               QWidget* dialog = QApplication::activeModalWidget();
+                               auto* field = dialog ? dialog->findChild<QLineEdit*>() : nullptr;
+                               if (!field)
+                                   return;
+                               field->selectAll();
+                               QTest::keyClicks(field, keys);
+                               QTest::keyClick(field, Qt::Key(key));
+                           });
+    };
+    std::string text = "AB";
+    answer("WXYZ12", Qt::Key_Return);
+    ASSERT_TRUE(services.askText("Enter QEL 2 UID (4 characters)", 4, text));
+    EXPECT_EQ(text, "WXYZ");
+    answer("ignored", Qt::Key_Escape);
+    EXPECT_FALSE(services.askText("Enter the new Name", 0, text));
+    EXPECT_EQ(text, "WXYZ");
 }
 
 namespace

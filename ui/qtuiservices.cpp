@@ -14,6 +14,9 @@
 #include <QApplication>
 
 #include <QEventLoop>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPixmap>
@@ -130,6 +133,32 @@ int QtUIServices::getModifierKeys() const
     const Qt::KeyboardModifiers held = QGuiApplication::queryKeyboardModifiers();
     return (held & Qt::ControlModifier ? 1 : 0) | (held & Qt::ShiftModifier ? 2 : 0) |
            (held & Qt::AltModifier ? 4 : 0);
+}
+
+bool QtUIServices::chooseFolder(const std::string& title, std::string& folder)
+{
+    const QString chosen = QFileDialog::getExistingDirectory(
+        mainWindow, QString::fromStdString(title), QString::fromStdString(folder));
+    if (chosen.isEmpty())
+        return false;
+    folder = chosen.toStdString();
+    return true;
+}
+
+bool QtUIServices::askText(const std::string& prompt, int maxLength, std::string& text)
+{
+    QInputDialog dialog(mainWindow);
+    dialog.setWindowTitle(QString::fromStdString(application ? application->getApplicationName()
+                                                             : "Qel3PluginTestHost"));
+    dialog.setLabelText(QString::fromStdString(prompt));
+    dialog.setTextValue(QString::fromStdString(text));
+    if (maxLength > 0)
+        if (auto* field = dialog.findChild<QLineEdit*>())
+            field->setMaxLength(maxLength);
+    if (dialog.exec() != QDialog::Accepted)
+        return false;
+    text = dialog.textValue().toStdString();
+    return true;
 }
 
 void QtUIServices::openMainWindow()

@@ -55,6 +55,8 @@ public:
     void showMessage(const std::string& text) override;
     int ask(const Question& question) override;
     int getModifierKeys() const override;
+    bool chooseFolder(const std::string& title, std::string& folder) override;
+    bool askText(const std::string& prompt, int maxLength, std::string& text) override;
     void openMainWindow() override;
     void runMainLoop(const std::function<bool()>& done) override;
 

@@ -10,6 +10,7 @@
 #include "hosting/testsupport.h"
 #include "ui/skinloader.h"
 #include "ui/testtreemodel.h"
+#include "ui/uitestsupport.h"
 #include "ui/unittestingwindow.h"
 #include "ui/valuebinder.h"
 
@@ -28,18 +29,10 @@
 #include <gtest/gtest.h>
 
 using namespace Quillmark;
+using Quillmark::testing::qtApplication;
 
 namespace
 {
-
-QApplication& qtApplication()
-{
-    static int argc = 1;
-    static char name[] = "ui_tests";
-    static char* argv[] = {name, nullptr};
-    static QApplication application(argc, argv);
-    return application;
-}
 
 /** A value released when the test ends. */
 template <class Value> struct Held
