@@ -31,6 +31,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # The libraries the program and the examples link are found by dpkg-shlibdeps (Qt 6, expat,
 # zlib, the C++ runtime); the audio and MIDI drivers open JACK and ALSA.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libjack-jackd2-0 | libjack0, libasound2")
+# Windows need Qt's X11 platform plugin, which no library links.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libjack-jackd2-0 | libjack0, libasound2, qt6-qpa-plugins")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "jackd2")
 include(CPack)

@@ -14,7 +14,7 @@ cmake --build "$build" --target Qel3PluginTestHost -j"${JOBS:-2}"
 (cd "$build" && cpack -G DEB >/dev/null)
 package=$(ls "$build"/qel3plugintesthost_*.deb | head -n 1)
 echo "package: $package"
-dpkg-deb --info "$package" | sed -n '/Package:/,/Description:/p'
+dpkg-deb --field "$package" Package Version Architecture Depends Suggests
 dpkg-deb -c "$package"
 
 if [[ "${1:-}" == "--install" ]]; then
@@ -23,6 +23,23 @@ if [[ "${1:-}" == "--install" ]]; then
   /usr/bin/Qel3PluginTestHost --list || status=$?
   config=$(mktemp -d)
   /usr/bin/Qel3PluginTestHost --test /usr/lib/qel3 --config-dir "$config" || status=$?
+  # Without a mode and with a display the installed program opens its main window from the
+  # installed skins (after the splash's few seconds); the window's title proves it.
+  if command -v xvfb-run >/dev/null && command -v xwininfo >/dev/null; then
+    xvfb-run -a -s "-screen 0 1280x1024x24" bash -c '
+      /usr/bin/Qel3PluginTestHost --config-dir "$1" & program=$!
+      found=""
+      for second in $(seq 1 30); do
+        sleep 1
+        if xwininfo -root -tree | grep -q "\"Qel3PluginTestHost Standalone\""; then
+          found=yes
+          break
+        fi
+      done
+      kill "$program"; wait "$program" 2>/dev/null
+      if [[ -n "$found" ]]; then echo "main window: open after ${second} s"; else
+        echo "main window: did not open" >&2; exit 1; fi' _ "$config/desktop" || status=$?
+  fi
   rm -rf "$config"
   DEBIAN_FRONTEND=noninteractive apt-get remove -y qel3plugintesthost
   exit $status
