@@ -14,6 +14,7 @@
 #include "plugins/common/exampleids.h"
 #include "presets/qelpreseteditor.h"
 #include "ui/genericeditorview.h"
+#include "ui/keycommandswindow.h"
 #include "ui/mainwindow.h"
 #include "ui/pluginwindow.h"
 #include "ui/preferenceswindow.h"
@@ -28,6 +29,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPointer>
 #include <QPushButton>
 #include <QSlider>
 #include <QTabWidget>
@@ -477,4 +479,44 @@ TEST_F(DesktopWindows, EditOpensThePluginWindowOfTheSelectedClass)
     EXPECT_EQ(main->getLastEditor(), nullptr);
     const QString file = QString::fromStdString(temp.folder("presets") + "/kept.qelpreset");
     EXPECT_TRUE(presets->saveTo(file)) << presets->getStatus().toStdString();
+}
+
+TEST_F(DesktopWindows, KeyCommandsListTheTableAndCloseClosesTheFrontWindow)
+{
+    auto* keys = qobject_cast<KeyCommandsWindow*>(ui.openKeyCommands());
+    ASSERT_NE(keys, nullptr);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(keys));
+    QTreeWidget* list = keys->getList();
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->topLevelItemCount(), app->getCommandTable().count());
+    auto row = [list](const QString& category, const QString& name) -> QTreeWidgetItem*
+    {
+        for (int index = 0; index < list->topLevelItemCount(); ++index)
+        {
+            QTreeWidgetItem* item = list->topLevelItem(index);
+            if (item->text(0) == category && item->text(1) == name)
+                return item;
+        }
+        return nullptr;
+    };
+    QTreeWidgetItem* close = row("File", "Close");
+    ASSERT_NE(close, nullptr);
+    EXPECT_EQ(QKeySequence(close->text(3), QKeySequence::NativeText), QKeySequence("Ctrl+W"));
+    EXPECT_EQ(close->text(4), "yes");
+    QTreeWidgetItem* play = row("Transport", "Play");
+    ASSERT_NE(play, nullptr);
+    EXPECT_EQ(play->text(4), "not yet");
+    // Asking again brings the same window forward.
+    EXPECT_EQ(ui.openKeyCommands(), keys);
+
+    // Ctrl+W closes the window in front, which is the key command window, not the main window.
+    QPointer<QWidget> watched(keys);
+    keys->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(keys));
+    QTest::keyClick(keys->getList(), Qt::Key_W, Qt::ControlModifier);
+    FMainLoop::instance()->runIdlePass();
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(watched.isNull());
+    EXPECT_TRUE(ui.getMainWindow()->isVisible());
+    EXPECT_FALSE(app->isPlatformQuit());
 }

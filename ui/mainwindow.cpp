@@ -129,7 +129,11 @@ void MainWindow::setMenus(const std::vector<Menu>& menus)
             QAction* action = menu->addAction(QString::fromStdString(item.title));
             action->setEnabled(item.enabled);
             if (!item.shortcut.empty())
+            {
                 action->setShortcut(QKeySequence(QString::fromStdString(item.shortcut)));
+                // The keys work in every window of the program, as its commands do.
+                action->setShortcutContext(Qt::ApplicationShortcut);
+            }
             if (!item.category.empty())
             {
                 const std::string category = item.category, name = item.name;
