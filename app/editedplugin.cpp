@@ -19,6 +19,36 @@ namespace Quillmark
 
 using namespace Qel;
 
+class EditedPlugin::Handler : public CmObject, public IComponentHandler
+{
+public:
+    explicit Handler(EditedPlugin* owner) : owner(owner) {}
+    /** The owner goes; whatever the plug-in still signals falls on the floor. */
+    void detach() { owner = nullptr; }
+
+    tresult beginEdit(ParamID id) override { return owner ? owner->beginEdit(id) : kResultFalse; }
+    tresult performEdit(ParamID id, ParamValue value) override
+    {
+        return owner ? owner->performEdit(id, value) : kResultFalse;
+    }
+    tresult endEdit(ParamID id) override { return owner ? owner->endEdit(id) : kResultFalse; }
+    tresult restartComponent(int32 flags) override
+    {
+        return owner ? owner->restartComponent(flags) : kResultFalse;
+    }
+
+    tresult queryInterface(const TUID iid, void** obj) override
+    {
+        QEL_QUERY_INTERFACE(iid, obj, IComponentHandler)
+        return CmObject::queryInterface(iid, obj);
+    }
+    uint32 addRef() override { return FObject::addRef(); }
+    uint32 release() override { return FObject::release(); }
+
+private:
+    EditedPlugin* owner;
+};
+
 EditedPlugin::EditedPlugin(FComponentRegistry& registry, const FUID& classId)
     : registry(registry), classId(classId)
 {
@@ -53,7 +83,8 @@ bool EditedPlugin::open(std::string& error)
     }
     QelEditController* wrapper = provider->getControllerWrapper();
     // Edits of this host go to the processor, not to the test provider, which ignores them.
-    wrapper->setComponentHandler(this);
+    handler = new Handler(this);
+    wrapper->setComponentHandler(handler);
     editor = static_cast<GenericEditor*>(wrapper->getGenericEditor(
         [](QelEditController& owner) -> CmObject* { return makeGenericEditor(owner); }));
     if (!editor)
@@ -116,6 +147,12 @@ void EditedPlugin::close()
         provider->destroyPlugIn();
         provider->release();
         provider = nullptr;
+    }
+    if (handler)
+    {
+        handler->detach();
+        handler->release();
+        handler = nullptr;
     }
 }
 
@@ -293,12 +330,6 @@ tresult EditedPlugin::restartComponent(int32 flags)
     else if (flags & kParamValuesChanged)
         editor->refresh();
     return kResultOk;
-}
-
-tresult EditedPlugin::queryInterface(const TUID iid, void** obj)
-{
-    QEL_QUERY_INTERFACE(iid, obj, IComponentHandler)
-    return CmObject::queryInterface(iid, obj);
 }
 
 } // namespace Quillmark

@@ -33,7 +33,7 @@ class IComponent;
 class IEditController;
 } // namespace Qel
 
-class EditedPlugin : public CmObject, public Qel::IComponentHandler, public IPresetTarget
+class EditedPlugin : public CmObject, public IPresetTarget
 {
     QEL_DECLARE_CLASS(EditedPlugin, CmObject)
 public:
@@ -61,15 +61,11 @@ public:
     bool savePreset(const std::string& path, std::string& error) override;
     bool loadPreset(const std::string& path, std::string& error) override;
 
-    // IComponentHandler: the host side of the plug-in's controller.
-    tresult beginEdit(Qel::ParamID id) override;
-    tresult performEdit(Qel::ParamID id, Qel::ParamValue valueNormalized) override;
-    tresult endEdit(Qel::ParamID id) override;
-    tresult restartComponent(int32 flags) override;
-
-    tresult queryInterface(const TUID iid, void** obj) override;
-    uint32 addRef() override { return FObject::addRef(); }
-    uint32 release() override { return FObject::release(); }
+    // What the plug-in's controller signals through the component handler.
+    tresult beginEdit(Qel::ParamID id);
+    tresult performEdit(Qel::ParamID id, Qel::ParamValue valueNormalized);
+    tresult endEdit(Qel::ParamID id);
+    tresult restartComponent(int32 flags);
 
     /** Edits the handler saw, in order, as "begin ID", "perform ID VALUE", "end ID". */
     const std::vector<std::string>& getEditLog() const { return editLog; }
@@ -78,6 +74,11 @@ protected:
     ~EditedPlugin() override;
 
 private:
+    /** The component handler the plug-in holds. A plug-in keeps a reference to its handler
+        until it terminates, so the handler is an object of its own: were it this object, the
+        plug-in's reference would keep its owner alive for ever. */
+    class Handler;
+
     EditedPlugin(FComponentRegistry& registry, const FUID& classId);
     bool open(std::string& error);
     void close();
@@ -86,6 +87,7 @@ private:
     FUID classId;
     std::string className;
     Qel::PlugProvider* provider = nullptr;
+    Handler* handler = nullptr;
     MiniEngine::AudioOperatorRoot* graph = nullptr;
     MiniEngine::QelSlotOperator* slot = nullptr;
     MiniEngine::PendingParameterChanges* pending = nullptr;

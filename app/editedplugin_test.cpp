@@ -4,9 +4,9 @@
 #include "app/editedplugin.h"
 #include "app/info/genericeditor.h"
 #include "base/platform/files.h"
-#include "plugins/common/exampleids.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/testsupport.h"
+#include "plugins/common/exampleids.h"
 #include "qel3/icomponent.h"
 
 #include <gtest/gtest.h>
@@ -64,6 +64,14 @@ protected:
 
 } // namespace
 
+TEST_F(EditedPluginTest, TheOwnersReferenceIsTheOnlyOne)
+{
+    // The plug-in keeps its component handler until it terminates; were that this object, its
+    // owner's release would never end it.
+    EXPECT_EQ(plugin->addRef(), 2u);
+    EXPECT_EQ(plugin->release(), 1u);
+}
+
 TEST_F(EditedPluginTest, AnEditOfTheGenericEditorReachesTheProcessorAtTheNextBlock)
 {
     GenericEditor* editor = plugin->getEditor();
@@ -78,8 +86,7 @@ TEST_F(EditedPluginTest, AnEditOfTheGenericEditorReachesTheProcessorAtTheNextBlo
     gain->setNormalized(0.25);
     gain->endEdit();
     // The controller has the value at once; the processor only once a block ran.
-    EXPECT_FLOAT_EQ(float(plugin->getController()->getParamNormalized(kQelGainGainParamId)),
-                    0.25f);
+    EXPECT_FLOAT_EQ(float(plugin->getController()->getParamNormalized(kQelGainGainParamId)), 0.25f);
     EXPECT_DOUBLE_EQ(storedGainDb(plugin->componentState()), before);
     ASSERT_TRUE(plugin->processBlock());
     EXPECT_NEAR(storedGainDb(plugin->componentState()), plainGain(0.25), 1e-4);
