@@ -120,16 +120,21 @@ bool EditedPlugin::open(std::string& error)
 
 void EditedPlugin::close()
 {
+    // The listener goes under the graph's lock, so while the graph still stands; the slot
+    // leaves the graph before the graph goes, so that it never reaches a parent that is gone.
+    if (slot)
+        slot->setParamListener(nullptr);
     if (graph)
     {
         graph->setProcessing(false);
         graph->suspend();
+        if (slot && graph->removeOperator(slot))
+            slot->release(); // the graph's reference, handed back
         graph->release();
         graph = nullptr;
     }
     if (slot)
     {
-        slot->setParamListener(nullptr);
         slot->release();
         slot = nullptr;
     }
