@@ -97,7 +97,7 @@ public:
         }
         else if (auto* tool = qobject_cast<QToolButton*>(widget); tool && FCast<UMenuValue>(value))
         {
-            // The menu is built once per change of the tree; the chosen item shows as a tip.
+            // The menu was built when binding; the chosen item shows as a tip.
             auto* menu = FCast<UMenuValue>(value);
             UMenuEntry* chosen = menu->getSelectedItem();
             tool->setToolTip(chosen ? QString::fromStdString(chosen->getTitle().toUtf8())
