@@ -455,7 +455,8 @@ TEST_F(Application, EveryCommandWithAMenuTextIsInTheMenusWithItsKey)
 {
     TApplication* app = start();
     std::map<std::string, const MenuItem*> shown;
-    for (const Menu& menu : app->createMenuBar())
+    const std::vector<Menu> bar = app->createMenuBar();
+    for (const Menu& menu : bar)
         for (const MenuItem& item : menu.items)
             if (!item.separator && !item.category.empty())
             {
