@@ -82,8 +82,8 @@ TEST_F(PreferencePagesTest, ChangesReachTheApplicationAndTheStore)
     EXPECT_EQ(app->getPreferences().lookup("Location")->getInt("Use Shared Components", 0), 1);
     path->setText(String("/srv/components"));
     String stored;
-    ASSERT_TRUE(app->getPreferences().lookup("Location")->getString("Shared Components Path",
-                                                                      stored));
+    ASSERT_TRUE(
+        app->getPreferences().lookup("Location")->getString("Shared Components Path", stored));
     EXPECT_EQ(stored.toUtf8(), "/srv/components");
     release->setValue(1);
     EXPECT_TRUE(app->getReleaseHardwareInBackground());

@@ -1,7 +1,7 @@
 // The application's start-up, quit and settings over real preference files and real modules,
 // with a user interface services implementation that records what it was asked to show.
-#include "app/tapplication.h"
 #include "app/keyassignments.h"
+#include "app/tapplication.h"
 #include "base/fdefaults.h"
 #include "base/fmessage.h"
 #include "base/fstreams.h"
@@ -466,10 +466,10 @@ TEST_F(Application, EveryCommandWithAMenuTextIsInTheMenusWithItsKey)
             }
     // The menus of a program without windows: the commands of missing targets are there but
     // off, and only those.
-    for (const char8* key : {"File/Close", "File/Load Preset", "File/Save Preset",
-                             "File/Load MIDI File", "File/Key Commands", "File/Preferences",
-                             "Transport/Play", "Transport/Return to Zero", "View/Preset Editor",
-                             "View/Plugin Information", "View/Plugin Unit Tests"})
+    for (const char8* key :
+         {"File/Close", "File/Load Preset", "File/Save Preset", "File/Load MIDI File",
+          "File/Key Commands", "File/Preferences", "Transport/Play", "Transport/Return to Zero",
+          "View/Preset Editor", "View/Plugin Information", "View/Plugin Unit Tests"})
     {
         ASSERT_EQ(shown.count(key), 1u) << key;
         EXPECT_FALSE(shown[key]->enabled) << key;
