@@ -53,10 +53,16 @@ bool CommandTable::canInterpret(const std::string& category, const std::string& 
     return find(category, name) != nullptr;
 }
 
+bool CommandTable::isEnabled(const std::string& category, const std::string& name) const
+{
+    const Command* command = find(category, name);
+    return command && (!command->enabled || command->enabled());
+}
+
 bool CommandTable::interpret(const std::string& category, const std::string& name)
 {
     const Command* command = find(category, name);
-    if (!command)
+    if (!command || (command->enabled && !command->enabled()))
         return false;
     if (command->debounced && lastCommandTime >= 0 && clock() - lastCommandTime < kDebounceMs)
         return true; // a repeat that follows too closely is swallowed

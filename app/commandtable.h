@@ -23,6 +23,14 @@ public:
 
     struct Command
     {
+        Command() = default;
+        Command(std::string category, std::string name, std::function<std::string()> menuText,
+                bool debounced, Action action, std::function<bool()> enabled = {})
+            : category(std::move(category)), name(std::move(name)), menuText(std::move(menuText)),
+              debounced(debounced), action(std::move(action)), enabled(std::move(enabled))
+        {
+        }
+
         std::string category;
         std::string name;
         /** The menu text; empty for commands without a menu item. A function, since some
@@ -30,6 +38,9 @@ public:
         std::function<std::string()> menuText;
         bool debounced = false;
         Action action;
+        /** Whether the command can run now; empty: always. A disabled command answers not
+            handled to "Interpret" and shows a disabled menu item, but it still exists. */
+        std::function<bool()> enabled;
     };
 
     static constexpr int64_t kDebounceMs = 250;
@@ -42,9 +53,13 @@ public:
     /** Category first, then name, both case-sensitive. Null when unknown. */
     const Command* find(const std::string& category, const std::string& name) const;
     int32 count() const { return int32(commands.size()); }
+    /** Every command, sorted by category, then name. */
+    const std::vector<Command>& getCommands() const { return commands; }
 
     bool interpret(const std::string& category, const std::string& name);
     bool canInterpret(const std::string& category, const std::string& name) const;
+    /** False for an unknown command and for one whose target is missing now. */
+    bool isEnabled(const std::string& category, const std::string& name) const;
     bool interpretCommand(const char8* request, const char8* category, const char8* name) override;
 
     /** When the last debounced command finished; -1 before the first. */

@@ -1,5 +1,7 @@
 #include "app/tapplication.h"
 
+#include "app/keyassignments.h"
+
 #include "base/fcapabilities.h"
 #include "base/fzlibcompressor.h"
 #include "base/optimaudio/audiokernels.h"
@@ -360,6 +362,32 @@ void TApplication::registerCommands()
                   }});
     // Recognised so that a remote surface or key binding for it does no harm.
     commands.add({"Transport", "Tarn Reset", {}, false, [] { return true; }});
+
+    // Commands whose targets (rack slot 0, the player, the windows) do not exist in this
+    // object: they are known, shown disabled and run nothing. The desktop replaces those whose
+    // windows it has.
+    auto missing = [&](const char8* category, const char8* name, const char8* text, bool debounced)
+    {
+        std::function<std::string()> menuText;
+        if (text)
+            menuText = fixedText(text);
+        commands.add({category, name, menuText, debounced, {}, [] { return false; }});
+    };
+    missing("File", "Close", "Close", false);
+    missing("File", "Load MIDI File", "Load MIDI File", true);
+    missing("File", "Save MIDI File", "Save MIDI File", true);
+    missing("File", "Key Commands", "Key Commands...", false);
+    missing("File", "Preferences", "Global Preferences...", false);
+    missing("File", "Plug-In Preferences", "Plug-In Preferences...", true);
+    missing("Transport", "Play", "Play", false);
+    missing("Transport", "PlayStop", "Play/Stop", false);
+    missing("Transport", "Stop", "Stop", false);
+    missing("Transport", "Loop", "Loop On/Off", false);
+    missing("Transport", "Record", nullptr, false);
+    missing("Transport", "Return to Zero", "Return to Zero", false);
+    missing("View", "Plugin Information", "Open Plug-In Information Window", false);
+    missing("View", "Plugin Unit Tests", "Open Plug-In Unit Tests Window", false);
+    missing("View", "Preset Editor", "Open Preset Editor", false);
     commands.add({"View", "Show/Hide Parameter Popup",
                   [this] {
                       return std::string(parameterPopup ? "Disable Parameter Popup"
@@ -403,6 +431,8 @@ std::vector<Menu> TApplication::createMenuBar() const
         item.title = command->menuText();
         item.category = category;
         item.name = name;
+        item.enabled = !command->enabled || command->enabled();
+        item.shortcut = keyFor(category, name);
         menu.items.push_back(item);
     };
     auto addSeparator = [](Menu& menu)
@@ -435,7 +465,10 @@ std::vector<Menu> TApplication::createMenuBar() const
     finish(bar, file);
 
     Menu view{"View", false, {}};
-    for (const char8* name : {"Plugin Information", "QEL 2.x Settings", "Plugin Unit Tests"})
+    // The preset editor follows the three window commands, so that every window of the
+    // command table has its menu item.
+    for (const char8* name :
+         {"Plugin Information", "QEL 2.x Settings", "Plugin Unit Tests", "Preset Editor"})
         addCommand(view, "View", name);
     addSeparator(view);
     addCommand(view, "View", "Show/Hide Parameter Popup");

@@ -115,6 +115,10 @@ public:
     bool getReleaseHardwareInBackground() const { return releaseHardwareInBackground; }
     bool getDisableCpuEnergySaving() const { return disableCpuEnergySaving; }
     bool getParameterPopup() const { return parameterPopup; }
+    /** The three are written to the preferences when the application ends. */
+    void setReleaseHardwareInBackground(bool state) { releaseHardwareInBackground = state; }
+    void setDisableCpuEnergySaving(bool state) { disableCpuEnergySaving = state; }
+    void setParameterPopup(bool state) { parameterPopup = state; }
 
     QEL_DECLARE_CLASS(TApplication, CmObject)
 

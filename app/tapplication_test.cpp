@@ -1,5 +1,6 @@
 // The application's start-up, quit and settings over real preference files and real modules,
 // with a user interface services implementation that records what it was asked to show.
+#include "app/keyassignments.h"
 #include "app/tapplication.h"
 #include "base/fdefaults.h"
 #include "base/fmessage.h"
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <set>
 
 using namespace Quillmark;
 using namespace Quillmark::Qel::Examples;
@@ -455,6 +457,59 @@ TEST_F(Application, CommandsByMessageAndTheMenuBar)
         ASSERT_FALSE(menu.items.empty()) << menu.title;
         EXPECT_FALSE(menu.items.front().separator) << menu.title;
         EXPECT_FALSE(menu.items.back().separator) << menu.title;
+    }
+    app->release();
+}
+
+TEST_F(Application, EveryCommandWithAMenuTextIsInTheMenusWithItsKey)
+{
+    TApplication* app = start();
+    std::map<std::string, const MenuItem*> shown;
+    const std::vector<Menu> bar = app->createMenuBar();
+    for (const Menu& menu : bar)
+        for (const MenuItem& item : menu.items)
+            if (!item.separator && !item.category.empty())
+            {
+                const std::string key = item.category + "/" + item.name;
+                EXPECT_EQ(shown.count(key), 0u) << key << " twice";
+                shown[key] = &item;
+            }
+    // The menus of a program without windows: the commands of missing targets are there but
+    // off, and only those.
+    for (const char8* key :
+         {"File/Close", "File/Load Preset", "File/Save Preset", "File/Load MIDI File",
+          "File/Key Commands", "File/Preferences", "Transport/Play", "Transport/Return to Zero",
+          "View/Preset Editor", "View/Plugin Information", "View/Plugin Unit Tests"})
+    {
+        ASSERT_EQ(shown.count(key), 1u) << key;
+        EXPECT_FALSE(shown[key]->enabled) << key;
+    }
+    ASSERT_EQ(shown.count("File/Quit"), 1u);
+    EXPECT_TRUE(shown["File/Quit"]->enabled);
+    EXPECT_TRUE(shown["View/Show/Hide Parameter Popup"]->enabled);
+    EXPECT_EQ(shown["File/Close"]->shortcut, "Ctrl+W");
+    EXPECT_EQ(shown["File/Quit"]->shortcut, "Ctrl+Q");
+    // Commands without a menu text stay out; no QEL 2.x bridge, no item for it.
+    EXPECT_EQ(shown.count("Transport/Record"), 0u);
+    EXPECT_EQ(shown.count("Transport/Tarn Reset"), 0u);
+    EXPECT_EQ(shown.count("View/QEL 2.x Settings"), 0u);
+
+    // A disabled command exists but runs nothing.
+    CommandTable& commands = app->getCommandTable();
+    EXPECT_TRUE(commands.canInterpret("Transport", "Play"));
+    EXPECT_FALSE(commands.isEnabled("Transport", "Play"));
+    EXPECT_FALSE(commands.interpret("Transport", "Play"));
+    EXPECT_EQ(commands.getLastCommandTime(), -1) << "a disabled debounced command left a time";
+    EXPECT_FALSE(commands.interpret("File", "Load Preset"));
+    EXPECT_EQ(commands.getLastCommandTime(), -1);
+
+    // Every key assignment names a command of the table, and no key runs two.
+    std::set<std::string> keys;
+    for (const KeyAssignment& assignment : defaultKeyAssignments())
+    {
+        EXPECT_TRUE(commands.canInterpret(assignment.category, assignment.name))
+            << assignment.category << "/" << assignment.name;
+        EXPECT_TRUE(keys.insert(assignment.key).second) << assignment.key;
     }
     app->release();
 }

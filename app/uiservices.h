@@ -18,6 +18,9 @@ struct MenuItem
     std::string name;
     int tag = 0;
     bool separator = false;
+    bool enabled = true;
+    /** The key assignment in the portable text form ("Ctrl+W"), empty for none. */
+    std::string shortcut;
     std::vector<MenuItem> children; // a submenu when not empty
 
     static MenuItem makeSeparator()
@@ -84,6 +87,7 @@ public:
     /** Asks for a folder, a file name or a text; false when the user cancels. A user interface
         without such dialogs cancels every request. */
     virtual bool askText(const TextRequest& request, std::string& answer);
+
 
     /** Modifier keys held now: bit value 1 Ctrl, 2 Shift, 4 Alt. */
     virtual int getModifierKeys() const = 0;

@@ -26,10 +26,8 @@ int runDesktop(int argc, char* argv[], const CommandLine& commandLine)
         application->release();
         return kExitFailure;
     }
-    // The windows' own command, so that menus and key commands reach it like any other.
-    application->getCommandTable().add(
-        {"View", "Plugin Unit Tests", [] { return std::string("Open Plug-In Unit Tests Window"); },
-         false, [&ui] { return ui.openTestWindow() != nullptr; }});
+    // The windows' own commands, so that menus and key commands reach them like any other.
+    ui.addWindowCommands();
     application->run();
     const bool failed = ui.getMainWindow() == nullptr && !application->isPlatformQuit();
     // The windows go before the application that their controllers stand on.

@@ -1,15 +1,19 @@
 #include "ui/mainwindow.h"
 
+#include "app/editedplugin.h"
+#include "app/info/genericeditor.h"
 #include "app/tapplication.h"
 #include "base/fmainloop.h"
 #include "conformity/testtreenames.h"
 #include "hosting/fcomponentregistry.h"
 #include "ui/plugininfowindow.h"
+#include "ui/pluginwindow.h"
 #include "ui/unittestingwindow.h"
 
 #include <QAbstractButton>
 #include <QCloseEvent>
 #include <QHeaderView>
+#include <QKeySequence>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QTreeWidget>
@@ -69,6 +73,8 @@ bool MainWindow::build(const SkinLoader& skins, QString* error)
                     QTreeWidgetItem* item = classList ? classList->currentItem() : nullptr;
                     showInformation(item ? item->text(0) : QString());
                 });
+    if (auto* button = form->findChild<QAbstractButton*>("editClass"))
+        connect(button, &QAbstractButton::clicked, this, [this] { editClass(selectedClass()); });
     if (auto* button = form->findChild<QAbstractButton*>("openTests"))
         connect(button, &QAbstractButton::clicked, this, [this] { openTestWindow(); });
     if (classList)
@@ -121,6 +127,13 @@ void MainWindow::setMenus(const std::vector<Menu>& menus)
                 continue;
             }
             QAction* action = menu->addAction(QString::fromStdString(item.title));
+            action->setEnabled(item.enabled);
+            if (!item.shortcut.empty())
+            {
+                action->setShortcut(QKeySequence(QString::fromStdString(item.shortcut)));
+                // The keys work in every window of the program, as its commands do.
+                action->setShortcutContext(Qt::ApplicationShortcut);
+            }
             if (!item.category.empty())
             {
                 const std::string category = item.category, name = item.name;
@@ -167,6 +180,50 @@ QWidget* MainWindow::showInformation(const QString& name)
             window->show();
             return window;
         }
+    return nullptr;
+}
+
+PluginWindow* MainWindow::getLastEditor() const
+{
+    return lastEditor.data();
+}
+
+QString MainWindow::selectedClass() const
+{
+    QTreeWidgetItem* item = classList ? classList->currentItem() : nullptr;
+    return item ? item->text(0) : QString();
+}
+
+PluginWindow* MainWindow::editClass(const QString& name)
+{
+    std::vector<FComponentDescription*> classes;
+    application.getRegistry().collectCategory(kAudioModuleClass, classes);
+    for (FComponentDescription* description : classes)
+    {
+        if (QString::fromStdString(description->getName().toUtf8()) != name)
+            continue;
+        std::string problem;
+        EditedPlugin* plugin =
+            EditedPlugin::create(application.getRegistry(), description->getCid(), problem);
+        if (!plugin)
+        {
+            QMessageBox::warning(this, windowTitle(), QString::fromStdString(problem));
+            return nullptr;
+        }
+        QString error;
+        PluginWindow* window =
+            PluginWindow::create(*plugin->getEditor(), plugin, plugin, name, skins, &error);
+        plugin->release(); // the window holds its own reference
+        if (!window)
+        {
+            QMessageBox::warning(this, windowTitle(), error);
+            return nullptr;
+        }
+        window->setPresetEditorOpener(openPresetEditor);
+        window->show();
+        lastEditor = window;
+        return window;
+    }
     return nullptr;
 }
 

@@ -1,12 +1,14 @@
 // The main window: the menus of the application's command table and the form "QELPlayerView".
 // Until the player joins, the form shows the plug-in classes found, with their facts, and opens
-// the test window on one of them. Owned by the desktop's UI services.
+// the test window, the information page or the editor on one of them. Owned by the desktop's UI
+// services.
 #pragma once
 
 #include "app/uiservices.h"
 #include "ui/skinloader.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <functional>
 
@@ -15,6 +17,7 @@ class QTreeWidget;
 namespace Quillmark
 {
 
+class PluginWindow;
 class TApplication;
 
 class MainWindow : public QMainWindow
@@ -35,6 +38,18 @@ public:
     void testClass(const QString& name);
     /** Opens the information page of the class of that name; null when it cannot. */
     QWidget* showInformation(const QString& name);
+    /** Brings the class of that name to life on its own and opens its editor window, which
+        owns the instance; null, with a message shown, when it cannot. */
+    PluginWindow* editClass(const QString& name);
+    /** The name of the class selected in the list, or empty. */
+    QString selectedClass() const;
+    /** The editor window opened last, while it is open. */
+    PluginWindow* getLastEditor() const;
+    /** What an editor window's "Presets..." button opens. */
+    void setPresetEditorOpener(std::function<void(PluginWindow&)> opener)
+    {
+        openPresetEditor = std::move(opener);
+    }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -47,7 +62,9 @@ private:
     TApplication& application;
     SkinLoader skins;
     TestWindowOpener openTestWindow;
+    std::function<void(PluginWindow&)> openPresetEditor;
     QTreeWidget* classList = nullptr;
+    QPointer<PluginWindow> lastEditor;
 };
 
 } // namespace Quillmark

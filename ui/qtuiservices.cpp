@@ -1,11 +1,18 @@
 #include "ui/qtuiservices.h"
 
+#include "app/presettarget.h"
 #include "app/tapplication.h"
+#include "ui/keycommandswindow.h"
 #include "ui/mainloopbridge.h"
 #include "ui/mainwindow.h"
+#include "ui/plugininfowindow.h"
+#include "ui/pluginwindow.h"
+#include "ui/preferenceswindow.h"
+#include "ui/preseteditorwindow.h"
 #include "ui/unittestingwindow.h"
 
 #include <QApplication>
+
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QInputDialog>
@@ -16,6 +23,7 @@
 #include <QPushButton>
 #include <QSplashScreen>
 #include <QTimer>
+#include <algorithm>
 
 namespace Quillmark
 {
@@ -29,7 +37,20 @@ QtUIServices::~QtUIServices()
 
 void QtUIServices::closeWindows()
 {
-    delete testWindow.data();
+    // Every window, the editors with their plug-ins included, goes before the application
+    // whose registry holds the modules they run on.
+    std::vector<QPointer<QWidget>> windows;
+    for (QWidget* window : QApplication::topLevelWidgets())
+        if (qobject_cast<PluginWindow*>(window) || qobject_cast<PresetEditorWindow*>(window) ||
+            qobject_cast<PreferencesWindow*>(window) || qobject_cast<KeyCommandsWindow*>(window) ||
+            qobject_cast<PluginInfoWindow*>(window) || qobject_cast<UnitTestingWindow*>(window))
+            windows.emplace_back(window);
+    // The preset editors first: they keep plug-ins alive that editor windows also hold.
+    std::stable_partition(windows.begin(), windows.end(),
+                          [](const QPointer<QWidget>& window)
+                          { return qobject_cast<PresetEditorWindow*>(window.data()) != nullptr; });
+    for (QPointer<QWidget>& window : windows)
+        delete window.data();
     delete mainWindow.data();
     splash.reset();
 }
@@ -130,6 +151,8 @@ bool QtUIServices::askText(const TextRequest& request, std::string& answer)
     case TextRequest::kText:
     {
         QInputDialog dialog(mainWindow);
+        dialog.setWindowTitle(QString::fromStdString(
+            application ? application->getApplicationName() : "Qel3PluginTestHost"));
         dialog.setLabelText(title);
         dialog.setTextValue(initial);
         dialog.resize(230, dialog.sizeHint().height());
@@ -168,6 +191,7 @@ void QtUIServices::openMainWindow()
         return;
     }
     mainWindow->setMenus(menus);
+    mainWindow->setPresetEditorOpener([this](PluginWindow& editor) { openPresetEditor(&editor); });
     mainWindow->show();
 }
 
@@ -191,6 +215,102 @@ QWidget* QtUIServices::openTestWindow()
     }
     testWindow->show();
     return testWindow;
+}
+
+namespace
+{
+
+QWidget* raise(QWidget* window)
+{
+    window->show();
+    window->raise();
+    window->activateWindow();
+    return window;
+}
+
+} // namespace
+
+void QtUIServices::addWindowCommands()
+{
+    if (!application)
+        return;
+    CommandTable& commands = application->getCommandTable();
+    auto text = [](const char* menuText) { return [menuText] { return std::string(menuText); }; };
+    commands.add({"File", "Close", text("Close"), false, [this] { return closeFrontWindow(); }});
+    commands.add({"File", "Key Commands", text("Key Commands..."), false,
+                  [this] { return openKeyCommands() != nullptr; }});
+    commands.add({"File", "Preferences", text("Global Preferences..."), false,
+                  [this] { return openPreferences() != nullptr; }});
+    commands.add(
+        {"View", "Plugin Information", text("Open Plug-In Information Window"), false, [this] {
+             return mainWindow &&
+                    mainWindow->showInformation(mainWindow->selectedClass()) != nullptr;
+         }});
+    commands.add({"View", "Plugin Unit Tests", text("Open Plug-In Unit Tests Window"), false,
+                  [this] { return openTestWindow() != nullptr; }});
+    commands.add({"View", "Preset Editor", text("Open Preset Editor"), false,
+                  [this] { return openPresetEditor() != nullptr; }});
+}
+
+QWidget* QtUIServices::openPreferences()
+{
+    if (preferences)
+        return raise(preferences);
+    if (!application)
+        return nullptr;
+    QString error;
+    preferences = PreferencesWindow::create(*application, skins, &error);
+    if (!preferences)
+    {
+        QMessageBox::warning(mainWindow, "Qel3PluginTestHost", error);
+        return nullptr;
+    }
+    return raise(preferences);
+}
+
+QWidget* QtUIServices::openKeyCommands()
+{
+    if (keyCommands)
+        return raise(keyCommands);
+    if (!application)
+        return nullptr;
+    QString error;
+    keyCommands = KeyCommandsWindow::create(application->getCommandTable(), skins, &error);
+    if (!keyCommands)
+    {
+        QMessageBox::warning(mainWindow, "Qel3PluginTestHost", error);
+        return nullptr;
+    }
+    return raise(keyCommands);
+}
+
+QWidget* QtUIServices::openPresetEditor(PluginWindow* editor)
+{
+    if (!application)
+        return nullptr;
+    if (!editor)
+        editor = qobject_cast<PluginWindow*>(QApplication::activeWindow());
+    if (!editor && mainWindow)
+        editor = mainWindow->getLastEditor();
+    QString error;
+    QWidget* window = PresetEditorWindow::create(editor ? editor->getPresetTarget() : nullptr,
+                                                 editor ? editor->getKeeper() : nullptr,
+                                                 &application->getRegistry(), skins, &error);
+    if (!window)
+    {
+        QMessageBox::warning(mainWindow, "Qel3PluginTestHost", error);
+        return nullptr;
+    }
+    return raise(window);
+}
+
+bool QtUIServices::closeFrontWindow()
+{
+    QWidget* front = QApplication::activeWindow();
+    if (!front)
+        return false;
+    // The main window's close is the quit question; every other window just goes.
+    return front->close();
 }
 
 void QtUIServices::runMainLoop(const std::function<bool()>& done)

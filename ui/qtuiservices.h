@@ -17,6 +17,7 @@ class QWidget;
 namespace Quillmark
 {
 
+class PluginWindow;
 class TApplication;
 
 class QtUIServices : public IUIServices
@@ -34,6 +35,16 @@ public:
     void closeWindows();
     /** Opens the test window over the application's classes, or brings it forward. */
     QWidget* openTestWindow();
+    /** The windows' commands join the application's table, replacing the disabled entries
+        that stand for them without windows. Call before the application runs. */
+    void addWindowCommands();
+    QWidget* openPreferences();
+    QWidget* openKeyCommands();
+    /** The preset editor over the plug-in of `editor`; with none, over the front editor
+        window's plug-in, or over no plug-in when no editor window is open. */
+    QWidget* openPresetEditor(PluginWindow* editor = nullptr);
+    /** Closes the front window, as the stock "Close" command does. */
+    bool closeFrontWindow();
 
     void showSplash() override;
     void closeSplash() override;
@@ -55,6 +66,8 @@ private:
     std::vector<Menu> menus;
     QPointer<MainWindow> mainWindow;
     QPointer<QWidget> testWindow;
+    QPointer<QWidget> preferences;
+    QPointer<QWidget> keyCommands;
 };
 
 } // namespace Quillmark

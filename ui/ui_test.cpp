@@ -1,8 +1,10 @@
 // The windows under a real X server, driven by real clicks and keys: widgets and values follow
 // each other both ways, and the test window runs a class, shows its results and stops when
 // asked.
+#include "base/updatehandler.h"
 #include "base/values/ufloatvalues.h"
 #include "base/values/uintvalues.h"
+#include "base/values/umenuvalue.h"
 #include "base/values/ustringlistvalue.h"
 #include "base/values/ustringvalue.h"
 #include "conformity/funittestingdialogcontroller.h"
@@ -10,36 +12,32 @@
 #include "hosting/testsupport.h"
 #include "ui/skinloader.h"
 #include "ui/testtreemodel.h"
+#include "ui/uitestsupport.h"
 #include "ui/unittestingwindow.h"
 #include "ui/valuebinder.h"
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QPushButton>
 #include <QSlider>
 #include <QTest>
 #include <QTimer>
+#include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
 
 #include <gtest/gtest.h>
 
 using namespace Quillmark;
+using Quillmark::testing::qtApplication;
 
 namespace
 {
-
-QApplication& qtApplication()
-{
-    static int argc = 1;
-    static char name[] = "ui_tests";
-    static char* argv[] = {name, nullptr};
-    static QApplication application(argc, argv);
-    return application;
-}
 
 /** A value released when the test ends. */
 template <class Value> struct Held
@@ -144,6 +142,86 @@ TEST(ValueBinder, WidgetsAndValuesFollowEachOtherByName)
     gain->setEnabled(true);
     gain->setValue(-60.0);
     EXPECT_EQ(slider->value(), 500);
+}
+
+TEST(ValueBinder, ListsAndMenuButtonsChooseItemsOfAMenuValue)
+{
+    qtApplication();
+    QWidget window;
+    auto* layout = new QVBoxLayout(&window);
+    auto* list = new QComboBox;
+    list->setObjectName("rate");
+    auto* button = new QToolButton;
+    button->setObjectName("style");
+    auto* steps = new QComboBox;
+    steps->setObjectName("steps");
+    for (QWidget* widget : {(QWidget*)list, (QWidget*)button, (QWidget*)steps})
+        layout->addWidget(widget);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+
+    Held<UMenuValue> rate("rate");
+    for (const char* title : {"44100", "48000", "96000"})
+        rate->addEntry(title);
+    rate->entriesChanged();
+    Held<UMenuValue> style("style");
+    UMenuEntry* rock = style->addEntry("Rock");
+    rock->addEntry("Hard Rock");
+    rock->addEntry("Punk");
+    style->addEntry("Jazz");
+    style->entriesChanged();
+    Held<UIntValue> count("steps", 0, 2, 5, 3);
+    ValueBinder binder;
+    EXPECT_EQ(binder.bind(&window,
+                          [&](const std::string& name) -> UValue*
+                          {
+                              if (name == "rate")
+                                  return rate.value;
+                              if (name == "style")
+                                  return style.value;
+                              return name == "steps" ? count.value : nullptr;
+                          }),
+              3);
+
+    // The list shows the items of the menu and picks one by key.
+    ASSERT_EQ(list->count(), 3);
+    EXPECT_EQ(list->itemText(2), "96000");
+    list->setFocus();
+    QTest::keyClick(list, Qt::Key_Down);
+    EXPECT_EQ(rate->getIndex(), 1);
+    rate->setIndex(2);
+    EXPECT_EQ(list->currentIndex(), 2);
+
+    // The button's menu is the tree; a leaf sets the item's depth-first number, and picking
+    // the chosen item again still tells the value's dependents.
+    ASSERT_NE(button->menu(), nullptr);
+    QList<QAction*> top = button->menu()->actions();
+    ASSERT_EQ(top.size(), 2);
+    ASSERT_NE(top[0]->menu(), nullptr);
+    top[0]->menu()->actions().at(1)->trigger(); // Rock > Punk
+    EXPECT_EQ(style->getIndex(), 1);
+    EXPECT_EQ(button->toolTip(), "Punk");
+    struct Counter : CmObject
+    {
+        using CmObject::update;
+        void update(FUnknown*, int32 message) override { heard += message == kChanged ? 1 : 0; }
+        int heard = 0;
+    };
+    auto* counter = new Counter;
+    UpdateHandler::instance()->addDependent(static_cast<FObject*>(style.value), counter);
+    top[0]->menu()->actions().at(1)->trigger();
+    EXPECT_EQ(counter->heard, 1);
+    UpdateHandler::instance()->removeDependent(static_cast<FObject*>(style.value), counter);
+    counter->release();
+    top[1]->trigger(); // Jazz
+    EXPECT_EQ(style->getIndex(), 2);
+
+    // An integer in a list: its range numbered, the minimum first.
+    ASSERT_EQ(steps->count(), 4);
+    EXPECT_EQ(steps->currentText(), "3");
+    steps->setFocus();
+    QTest::keyClick(steps, Qt::Key_Down);
+    EXPECT_EQ(count->getValue(), 4);
 }
 
 class TestWindow : public ::testing::Test

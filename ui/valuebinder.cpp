@@ -1,21 +1,26 @@
 #include "ui/valuebinder.h"
 
 #include "base/updatehandler.h"
+#include "base/values/umenuvalue.h"
 #include "base/values/ustringlistvalue.h"
 #include "base/values/uvalue.h"
 
 #include <QAbstractButton>
 #include <QAbstractSlider>
+#include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QPointer>
 #include <QProgressBar>
 #include <QSignalBlocker>
 #include <QSpinBox>
+#include <QToolButton>
 
 #include <cmath>
+#include <functional>
 
 namespace Quillmark
 {
@@ -66,6 +71,37 @@ public:
             view->clear();
             for (int32 index = 0; index < list->countStrings(); ++index)
                 view->addItem(QString::fromStdString(list->getString(index).toUtf8()));
+        }
+        else if (auto* combo = qobject_cast<QComboBox*>(widget))
+        {
+            if (auto* menu = FCast<UMenuValue>(value))
+            {
+                combo->clear();
+                for (int32 index = 0; index < menu->countItems(); ++index)
+                    combo->addItem(
+                        QString::fromStdString(menu->getItem(index)->getTitle().toUtf8()));
+                combo->setCurrentIndex(menu->getIndex());
+            }
+            else
+            {
+                // The window may have named the steps; otherwise they are numbered.
+                const int first = int(value->getMin()), last = int(value->getMax());
+                if (combo->count() != last - first + 1)
+                {
+                    combo->clear();
+                    for (int step = first; step <= last; ++step)
+                        combo->addItem(QString::number(step));
+                }
+                combo->setCurrentIndex(value->getInt() - first);
+            }
+        }
+        else if (auto* tool = qobject_cast<QToolButton*>(widget); tool && FCast<UMenuValue>(value))
+        {
+            // The menu was built when binding; the chosen item shows as a tip.
+            auto* menu = FCast<UMenuValue>(value);
+            UMenuEntry* chosen = menu->getSelectedItem();
+            tool->setToolTip(chosen ? QString::fromStdString(chosen->getTitle().toUtf8())
+                                    : QString());
         }
         else if (auto* button = qobject_cast<QAbstractButton*>(widget))
         {
@@ -170,6 +206,54 @@ bool ValueBinder::bindWidget(QWidget* widget, UValue* value)
     if (qobject_cast<QListWidget*>(widget))
     {
         // Only shows: the selection of a list is the window's business.
+    }
+    else if (auto* combo = qobject_cast<QComboBox*>(widget))
+        raw->connect(QObject::connect(combo, &QComboBox::activated,
+                                      [current](int index)
+                                      {
+                                          UValue* v = current();
+                                          if (!v || index < 0)
+                                              return;
+                                          if (auto* menu = FCast<UMenuValue>(v))
+                                              menu->setIndex(index);
+                                          else
+                                              v->setInt(int32(v->getMin()) + index);
+                                      }));
+    else if (auto* tool = qobject_cast<QToolButton*>(widget); tool && FCast<UMenuValue>(value))
+    {
+        // The tree of the value becomes the button's menu; a leaf sets the value to its
+        // depth-first number, which is how the value counts its items.
+        auto* popup = new QMenu(tool);
+        int32 counter = 0;
+        std::function<void(QMenu*, UMenuEntry*)> fill = [&](QMenu* into, UMenuEntry* entry)
+        {
+            for (int32 index = 0; index < entry->countEntries(); ++index)
+            {
+                UMenuEntry* child = entry->entryAt(index);
+                const QString title = QString::fromStdString(child->getTitle().toUtf8());
+                if (child->countEntries() > 0)
+                {
+                    fill(into->addMenu(title), child);
+                    continue;
+                }
+                QAction* action = into->addAction(title);
+                action->setEnabled(child->isEnabled());
+                const int32 number = counter++;
+                QObject::connect(action, &QAction::triggered,
+                                 [current, number]
+                                 {
+                                     // Picking the item that is chosen already is still
+                                     // a choice: its owner hears of it again.
+                                     if (auto* menu = FCast<UMenuValue>(current());
+                                         menu && !menu->setIndex(number, true) &&
+                                         menu->getIndex() == number)
+                                         menu->changed();
+                                 });
+            }
+        };
+        fill(popup, FCast<UMenuValue>(value)->getRoot());
+        tool->setMenu(popup);
+        tool->setPopupMode(QToolButton::InstantPopup);
     }
     else if (auto* button = qobject_cast<QAbstractButton*>(widget))
     {

@@ -1,0 +1,38 @@
+// The global preferences (form "GlobalPreferences"): one tab per page, each control bound by
+// name to a value of the preference pages, so that a change reaches the application and the
+// store at once. Owned by Qt as a top-level window; borrows the application.
+#pragma once
+
+#include "ui/skinloader.h"
+
+#include <QWidget>
+
+namespace Quillmark
+{
+
+class PreferencePages;
+class TApplication;
+class ValueBinder;
+
+class PreferencesWindow : public QWidget
+{
+    Q_OBJECT
+public:
+    static constexpr const char* kTitle = "Global Preferences";
+
+    static PreferencesWindow* create(TApplication& application, const SkinLoader& skins,
+                                     QString* error = nullptr);
+    ~PreferencesWindow() override;
+
+    PreferencePages& getPages() const { return *pages; }
+    int countBindings() const;
+
+private:
+    PreferencesWindow();
+    bool build(TApplication& application, const SkinLoader& skins, QString* error);
+
+    PreferencePages* pages = nullptr;
+    ValueBinder* binder;
+};
+
+} // namespace Quillmark
