@@ -45,6 +45,10 @@ public:
         that was reached, which snapping may have changed. */
     double seek(double ratio);
 
+    /** Where the transport stands as a fraction of the song's length, 0 when it is unknown. */
+    double getSongPositionRatio() const { return songPositionRatio; }
+    void setSongPositionRatio(double ratio) { songPositionRatio = ratio; }
+
     /** Seconds from the song's start to `quarterNotes`, through the tempo changes when the
         song's tempo is followed. */
     double getSeconds(double quarterNotes) const;
