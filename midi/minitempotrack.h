@@ -58,6 +58,8 @@ public:
     void setFixedTempo(double bpm);
     double getFixedTempo() const { return fixedTempo; }
     double getSongTempo() const { return trackTempo; }
+    /** The song's or the fixed tempo, whichever is in force, before the scale. */
+    double getBaseTempo() const { return baseTempo; }
     void setFollowSong(bool state);
     bool getFollowSong() const { return useTrackTempo; }
     void setTempoScale(double factor);
