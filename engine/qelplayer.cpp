@@ -22,6 +22,7 @@
 #include "hosting/fcomponentdescription.h"
 #include "hosting/fcomponentregistry.h"
 #include "midi/eventeditor.h"
+#include "midi/miditrackplayer.h"
 #include "midi/minitempotrack.h"
 #include "midi/pmidifiltersetup.h"
 #include "midi/taptempo.h"
@@ -92,15 +93,28 @@ QelPlayer::QelPlayer(AudioGraph* graph, QelRack* rack, FDefaultPool* settings,
     rack->addRef();
     if (InputOperator* input = audioGraph->getInputOperator())
         eventEditor = new EventEditor(input->getPatternPlayer());
+    // Songs loaded through the player bring their tempo map to the graph's own tempo track.
+    if (MiditrackPlayer* player = midiPlayer())
+        player->setTempoTrack(&tempoTrack);
     createValues();
     readSettings();
     FMainLoop::instance()->addIdleTarget(this);
+    registeredForIdle = true;
+}
+
+void QelPlayer::shutdown()
+{
+    if (!registeredForIdle)
+        return;
+    registeredForIdle = false;
+    storeSettings();
+    FMainLoop::instance()->removeIdleTarget(this);
 }
 
 QelPlayer::~QelPlayer()
 {
-    FMainLoop::instance()->removeIdleTarget(this);
-    storeSettings();
+    if (registeredForIdle)
+        storeSettings();
     for (UValueProxy* proxy : metronomeProxies)
         if (proxy)
             proxy->setTarget(nullptr);

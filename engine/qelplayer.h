@@ -110,7 +110,10 @@ public:
         `dialogs` (borrowed, may be null) asks the user for files and answers. */
     QelPlayer(AudioGraph* graph, QelRack* rack, FDefaultPool* settings,
               FComponentRegistry* registry = nullptr, PlayerDialogs* dialogs = nullptr);
-    /** Writes the settings back, then releases the graph and the rack. */
+    /** What the application does at quit before it lets go of the player: the settings are
+        written back and the "Idle" registration, which holds a reference, ends. The rows and
+        the references to graph and rack go with the player itself. */
+    void shutdown();
     ~QelPlayer() override;
 
     AudioGraph* getAudioGraph() const { return audioGraph; }
@@ -192,6 +195,7 @@ private:
     std::string lastMidiFile;
     std::vector<QelSlotController*> slotControllers; // owned
     bool playWasOn = false;
+    bool registeredForIdle = false;
     /** The tag whose change the player makes itself, which the handler lets pass. */
     int32 quietTag = -1;
 

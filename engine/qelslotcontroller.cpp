@@ -1,5 +1,6 @@
 #include "engine/qelslotcontroller.h"
 
+#include "base/fmainloop.h"
 #include "base/fmessage.h"
 #include "base/values/uintvalues.h"
 #include "base/values/ustringlistvalue.h"
@@ -288,9 +289,17 @@ int32 QelSlotController::connectDefaultPorts()
         QelBusPin* pin = op->getInputPin(i);
         if (!pin)
             break;
-        if (PPort* port = registry->findPort(PPortID::fromText(kDefaultInputs[i])))
-            if (pin->isConnectedTo(port) || pin->connect(port))
-                ++connected;
+        PPort* port = registry->findPort(PPortID::fromText(kDefaultInputs[i]));
+        if (!port)
+        {
+            // The input signals register their pins as sources; the same port seen from the
+            // other side carries the other letter.
+            std::string text = kDefaultInputs[i];
+            text[0] = 'O';
+            port = registry->findPort(PPortID::fromText(text.c_str()));
+        }
+        if (port && (pin->isConnectedTo(port) || pin->connect(port)))
+            ++connected;
     }
     for (int32 i = 0; QelBusPin* pin = op->getOutputPin(i); ++i)
         if (pin->getConnectionCount() > 0)
@@ -404,9 +413,11 @@ void QelSlotController::onValueChanged(UValue* value)
         if (on)
         {
             setQuietly(value, 0);
+            // Posted: the row and this value go with the slot, which must not happen while the
+            // value is still telling its dependents.
             auto* message = new FMessage("removeSlot");
             message->setObject("slotController", static_cast<FObject*>(this));
-            player->notify(message);
+            FMainLoop::instance()->post(player, message);
             message->release();
         }
         return;
