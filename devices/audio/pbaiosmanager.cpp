@@ -193,7 +193,7 @@ PBaiosDevice* PBaiosManager::findDevice(Baios::IDevice* driver) const
 void PBaiosManager::addDevice(PBaiosDevice* device)
 {
     devices.push_back(device);
-    addChild(device);
+    addChild(device); // takes over the reference
 }
 
 void PBaiosManager::removeDevice(PBaiosDevice* device)
@@ -202,8 +202,9 @@ void PBaiosManager::removeDevice(PBaiosDevice* device)
     if (found == devices.end())
         return;
     devices.erase(found);
+    // The tree holds the device's reference; taking it out releases the device, whose ports
+    // leave their connections on aliases.
     removeChild(device);
-    device->release();
 }
 
 bool PBaiosManager::closeDriver(PBaiosDevice* device)

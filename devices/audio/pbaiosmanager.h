@@ -151,7 +151,7 @@ private:
     bool inControlPanel = false;
     PPortRegistry* portRegistry;
     FDefaultPool* preferences;
-    std::vector<PBaiosDevice*> devices; // one reference each
+    std::vector<PBaiosDevice*> devices; // the device tree (children) holds the references
     std::vector<CmObject*> listeners;
     PDeviceSelectAdvisor advisor;
     UnplugQuestion unplugQuestion;
