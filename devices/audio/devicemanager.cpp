@@ -17,9 +17,7 @@ const FUID kDeviceManagerCid(0x2B7D05E3, 0xC4914A6F, 0x9E38D1A2, 0x6F05B87C);
 
 std::u16string widen(const std::string& text)
 {
-    String converted(text.c_str());
-    const char16* units = converted.text16();
-    return units ? std::u16string(reinterpret_cast<const char16_t*>(units)) : std::u16string();
+    return Unicode::utf8ToUtf16(text.c_str(), uint32(text.size()));
 }
 
 void writeError(char8* errorText, int32 errorSize, const std::string& text)
