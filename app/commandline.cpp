@@ -15,6 +15,99 @@ bool CommandLine::isPresetJobOption(const std::string& argument)
            argument == "--overwrite-plugin-name";
 }
 
+std::string RenderOptions::parse(const std::vector<std::string>& arguments, RenderOptions& options)
+{
+    auto number = [](const std::string& text, double& value) -> bool
+    {
+        char* end = nullptr;
+        value = std::strtod(text.c_str(), &end);
+        return !text.empty() && *end == '\0' && std::isfinite(value);
+    };
+    for (size_t i = 0; i < arguments.size(); ++i)
+    {
+        const std::string& argument = arguments[i];
+        std::string value;
+        const bool takesValue =
+            argument == "--class" || argument == "--input" || argument == "--aux-input" ||
+            argument == "--midi" || argument == "--preset" || argument == "--set" ||
+            argument == "--sample-rate" || argument == "--block-size" || argument == "--seconds" ||
+            argument == "--output" || argument == "--config-dir";
+        if (takesValue)
+        {
+            if (i + 1 >= arguments.size())
+                return argument + " needs a value";
+            value = arguments[++i];
+        }
+        double n = 0.0;
+        if (argument == "--class")
+            options.className = value;
+        else if (argument == "--input")
+            options.input = value;
+        else if (argument == "--aux-input")
+            options.auxInput = value;
+        else if (argument == "--midi")
+            options.midi = value;
+        else if (argument == "--preset")
+            options.preset = value;
+        else if (argument == "--output")
+            options.output = value;
+        else if (argument == "--config-dir")
+            options.configFolder = value;
+        else if (argument == "--sample-rate")
+        {
+            if (!number(value, n) || n < 8000.0 || n > 384000.0)
+                return "--sample-rate needs a rate of 8000 to 384000 Hz, not: " + value;
+            options.sampleRate = n;
+        }
+        else if (argument == "--block-size")
+        {
+            if (!number(value, n) || n != std::floor(n) || n < 1 || n > kMaxBlockSize)
+                return "--block-size needs a whole number of 1 to 8192, not: " + value;
+            options.blockSize = int(n);
+        }
+        else if (argument == "--seconds")
+        {
+            if (!number(value, n) || n <= 0.0)
+                return "--seconds needs a number above 0, not: " + value;
+            options.seconds = n;
+        }
+        else if (argument == "--set")
+        {
+            // PARAM-ID=NORMALIZED, optionally @SECONDS for a change during the render.
+            Setting setting;
+            const size_t equals = value.find('=');
+            const size_t at = value.find('@');
+            const std::string id = value.substr(0, equals);
+            const std::string normalized =
+                equals == std::string::npos ? std::string()
+                                            : value.substr(equals + 1, at == std::string::npos
+                                                                           ? std::string::npos
+                                                                           : at - equals - 1);
+            double parsedId = 0.0;
+            if (equals == std::string::npos || !number(id, parsedId) || parsedId < 0 ||
+                parsedId != std::floor(parsedId) || parsedId > 4294967295.0 ||
+                !number(normalized, setting.value) || setting.value < 0.0 || setting.value > 1.0)
+                return "--set needs PARAM-ID=NORMALIZED (0 to 1), not: " + value;
+            setting.id = int64_t(parsedId);
+            if (at != std::string::npos &&
+                (!number(value.substr(at + 1), setting.seconds) || setting.seconds < 0.0))
+                return "--set takes a time of 0 seconds or more after @, not: " + value;
+            options.settings.push_back(setting);
+        }
+        else if (argument == "--verbose" || argument == "-v")
+            options.verbose = true;
+        else if (!argument.empty() && argument[0] == '-')
+            return "unknown option for --render: " + argument;
+        else
+            options.folders.push_back(argument);
+    }
+    if (options.className.empty())
+        return "--render needs --class NAME-OR-CID";
+    if (options.output.empty())
+        return "--render needs --output FILE.wav";
+    return std::string();
+}
+
 CommandLine CommandLine::parse(int argc, const char* const argv[])
 {
     CommandLine result;
@@ -68,6 +161,15 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
         {
             setJob(Job::kPreset, argument);
             result.presetArguments.assign(argv + i, argv + argc);
+            break;
+        }
+        if (argument == "--render")
+        {
+            setJob(Job::kRender, argument);
+            std::vector<std::string> rest(argv + i + 1, argv + argc);
+            const std::string problem = RenderOptions::parse(rest, result.render);
+            if (!problem.empty() && result.error.empty())
+                result.error = problem;
             break;
         }
         if (argument == "--list")
