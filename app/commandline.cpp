@@ -79,10 +79,10 @@ std::string RenderOptions::parse(const std::vector<std::string>& arguments, Rend
             const size_t at = value.find('@');
             const std::string id = value.substr(0, equals);
             const std::string normalized =
-                equals == std::string::npos ? std::string()
-                                            : value.substr(equals + 1, at == std::string::npos
-                                                                           ? std::string::npos
-                                                                           : at - equals - 1);
+                equals == std::string::npos
+                    ? std::string()
+                    : value.substr(equals + 1,
+                                   at == std::string::npos ? std::string::npos : at - equals - 1);
             double parsedId = 0.0;
             if (equals == std::string::npos || !number(id, parsedId) || parsedId < 0 ||
                 parsedId != std::floor(parsedId) || parsedId > 4294967295.0 ||

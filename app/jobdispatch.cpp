@@ -1,8 +1,8 @@
 #include "app/jobdispatch.h"
 
+#include "app/audiofilejob.h"
 #include "app/commandline.h"
 #include "app/infojob.h"
-#include "app/audiofilejob.h"
 #include "app/listjob.h"
 #include "app/midiinfojob.h"
 #include "app/presetjob.h"

@@ -246,8 +246,8 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
         err << kProgram << "the audio engine cannot be joined to the driver\n";
         return kExitFailure;
     }
-    engine.rack = new MiniEngine::QelRack(engine.graph, &session.getRegistry(), nullptr,
-                                          engine.ports);
+    engine.rack =
+        new MiniEngine::QelRack(engine.graph, &session.getRegistry(), nullptr, engine.ports);
     std::string problem;
     engine.slot = engine.rack->addSlot(description->getCid(), &problem);
     if (!engine.slot)
@@ -321,8 +321,8 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
         if (inputFile)
             frames = input->getSignal().getLength();
         if (!options.midi.empty())
-            frames = std::max(frames,
-                              int64(std::ceil(tempo.getSeconds(tempo.getSongLength()) * rate)));
+            frames =
+                std::max(frames, int64(std::ceil(tempo.getSeconds(tempo.getSongLength()) * rate)));
         uint32 tail = slotOperator->getProcessor()->getTailSamples();
         const double maxTail = RenderOptions::kMaxTailSeconds * rate;
         frames += tail == Qel::kInfiniteTail || tail > maxTail ? int64(maxTail) : int64(tail);
