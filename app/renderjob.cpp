@@ -116,17 +116,26 @@ public:
         writer->setSampleRate(rate);
         writer->setSampleFormat(AudioConverter::kFloat);
         writer->setSampleSize(32);
+        pending.reserve(kChunkFrames * 2 + 2 * RenderOptions::kMaxBlockSize);
         return true;
     }
+    /** Collects the frames and writes them in large pieces: one write per block would cost
+        more than the rendering of small blocks. */
     bool write(const float* left, const float* right, int32 frames)
     {
-        interleaved.resize(size_t(frames) * 2);
         for (int32 i = 0; i < frames; ++i)
         {
-            interleaved[size_t(i) * 2] = left[i];
-            interleaved[size_t(i) * 2 + 1] = right[i];
+            pending.push_back(left[i]);
+            pending.push_back(right[i]);
         }
-        return writer->write(frames, interleaved.data()) >= 0;
+        return pending.size() < kChunkFrames * 2 || flush();
+    }
+    bool flush()
+    {
+        const int64 frames = int64(pending.size() / 2);
+        const bool ok = frames == 0 || writer->write(frames, pendingData()) >= 0;
+        pending.clear();
+        return ok;
     }
     void close()
     {
@@ -135,9 +144,12 @@ public:
     }
 
 private:
+    static constexpr size_t kChunkFrames = 65536;
+    const float* pendingData() const { return pending.data(); }
+
     Owned<AudioFile> file;
     Owned<AudioAccessor> writer;
-    std::vector<float> interleaved;
+    std::vector<float> pending;
 };
 
 /** Everything a render plays through, torn down in the order of the application's quit. */
@@ -375,6 +387,8 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
             break;
         ++blocks;
     }
+    if (!writeFailed && !writer.flush())
+        writeFailed = true;
     const double elapsed =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - startTime).count();
     writer.close();
