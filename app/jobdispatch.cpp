@@ -1,11 +1,12 @@
 #include "app/jobdispatch.h"
 
+#include "app/audiofilejob.h"
 #include "app/commandline.h"
 #include "app/infojob.h"
-#include "app/audiofilejob.h"
 #include "app/listjob.h"
 #include "app/midiinfojob.h"
 #include "app/presetjob.h"
+#include "app/renderjob.h"
 #include "app/testjob.h"
 #include "app/testtreejobs.h"
 #include "base/platform/paths.h"
@@ -43,6 +44,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runAudioConvertJob(commandLine, out, err);
     case CommandLine::Job::kPreset:
         return runPresetJob(commandLine, out, err);
+    case CommandLine::Job::kRender:
+        return runRenderJob(commandLine, out, err);
     case CommandLine::Job::kMidiInfo:
         return runMidiInfoJob(commandLine, out, err);
     case CommandLine::Job::kInfo:

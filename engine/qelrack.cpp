@@ -77,6 +77,7 @@ void QelRack::takeDown(QelSlot* slot)
     slotOperator->setParamListener(nullptr);
     if (audioGraph->removeOperator(slotOperator))
         slotOperator->release(); // the graph's reference, given back by the removal
+    slot->leaveIdle();
 }
 
 void QelRack::removeSlot(QelSlot* slot, bool forget)

@@ -190,6 +190,7 @@ QelSlot::QelSlot(QelComponent* plugin, QelSlotOperator* slotOperator, FComponent
 
     pendingChanges.setMaxParameters(1);
     FMainLoop::instance()->addIdleTarget(this);
+    idleRegistered = true;
 
     if (editPart)
     {
@@ -223,9 +224,18 @@ QelSlot::QelSlot(QelComponent* plugin, QelSlotOperator* slotOperator, FComponent
     }
 }
 
+void QelSlot::leaveIdle()
+{
+    if (!idleRegistered)
+        return;
+    idleRegistered = false;
+    if (FMainLoop* loop = FMainLoop::instance())
+        loop->removeIdleTarget(this);
+}
+
 QelSlot::~QelSlot()
 {
-    FMainLoop::instance()->removeIdleTarget(this);
+    leaveIdle();
     if (controller)
         controller->slotClosing();
     controller = nullptr;

@@ -143,6 +143,9 @@ public:
     void parameterChanged(int32 id, double value) override;
     /** "Idle": the values the plug-in reported go to its controller. */
     void notify(FMessage* message) override;
+    /** Stops hearing "Idle"; the main loop holds a reference to the slot until then, so the
+        rack calls this when it takes the slot down. */
+    void leaveIdle();
     /** The same without the message, for whoever drives the main loop by hand. */
     void deliverPendingChanges();
 
@@ -170,6 +173,7 @@ private:
     bool hasBypass = false;
     bool portsRestored = false;
     bool dirty = false;
+    bool idleRegistered = false;
 };
 
 } // namespace MiniEngine
