@@ -238,7 +238,7 @@ TEST(PositionText, ClockBarsAndCountIn)
     EXPECT_EQ(formatBarPosition(-4.0, 4, 4).toUtf8(), ">  1.  4  <");
     EXPECT_EQ(formatBarPosition(-0.5, 4, 4).toUtf8(), ">  1.  1  <");
     EXPECT_EQ(formatBarPosition(-1.0, 12, 8).toUtf8(), ">  1. 02.  <");
-    EXPECT_EQ(formatPosition(kPositionTime, -1.0, 0.0, 4, 4).toUtf8(), ">  1.  2  <");
+    EXPECT_EQ(formatPosition(kPositionTime, -1.5, 0.0, 4, 4).toUtf8(), ">  1.  2  <");
     EXPECT_EQ(formatBarPosition(1.0, 0, 4).toUtf8(), "");
 }
 

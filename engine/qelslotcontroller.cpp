@@ -94,6 +94,7 @@ void QelSlotController::slotClosing()
         return;
     for (SlotParameterValue* parameter : parameters)
         parameter->detach();
+    removePortValues();
     QelSlot* closing = slot;
     slot = nullptr;
     if (closing->getController() == this)
@@ -219,8 +220,15 @@ void QelSlotController::createPortValues()
 
 void QelSlotController::removePortValues()
 {
+    // A port value may wait for the main loop to resync it; the port does not outlive the
+    // slot, so nothing may reach it after this.
+    FMainLoop* loop = FMainLoop::instance();
     for (UValue* value : portValues)
+    {
+        if (loop)
+            loop->cancel(value);
         removeValue(value);
+    }
     portValues.clear();
 }
 
