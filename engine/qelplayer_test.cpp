@@ -13,7 +13,9 @@
 #include "engine/gainvalue.h"
 #include "engine/positiontext.h"
 #include "engine/slotparametervalue.h"
+#include "engine/testsupport/allocationcounter.h"
 #include "midi/miditrackplayer.h"
+#include "midi/pmidifiltersetup.h"
 
 #include <cmath>
 
@@ -133,6 +135,10 @@ TEST_F(PlayerFixture, LoopSignalsGainsAndListsReachTheEngine)
     EXPECT_EQ(graph->getInputOperator()->getMidiPlayer().getChannelFilter(), 9);
     value(P::kMidiChannel).setText("All");
     EXPECT_EQ(graph->getInputOperator()->getMidiPlayer().getChannelFilter(), -1);
+    value(P::kMidiFilterAllNoteOff).setInt(1);
+    EXPECT_TRUE(MidiSupport::PMidiFilterSetup::instance()->isControllerOn(123));
+    value(P::kMidiFilterAllNoteOff).setInt(0);
+    EXPECT_FALSE(MidiSupport::PMidiFilterSetup::instance()->isControllerOn(123));
     value(P::kActivatePatterns).setInt(0);
     EXPECT_FALSE(graph->getInputOperator()->getPatternPlayer().isActive());
 
@@ -402,6 +408,12 @@ TEST_F(PlayerFixture, MetronomeClicksOnTheBeatsOnlyWhenSwitchedOn)
     for (int32 b : {2, 12, 23, 26, 40})
         EXPECT_EQ(peaks[size_t(b)], 0.0) << "no beat at block " << b;
     EXPECT_GT(peaks[0], peaks[24]); // the first beat of the bar is accented
+    {
+        // Clicking allocates nothing on the thread that renders.
+        Quillmark::testing::CountAllocations counting;
+        run(48, 1000);
+        EXPECT_EQ(counting.allocations(), 0);
+    }
 
     value(P::kMetronomeMode).setText("Off");
     EXPECT_EQ(enable->getInt(), 0);
