@@ -1,5 +1,6 @@
 #include "engine/qelplayer.h"
 
+#include "base/fattributes.h"
 #include "base/fdefaults.h"
 #include "base/flock.h"
 #include "base/fmainloop.h"
@@ -256,6 +257,13 @@ void QelPlayer::readSettings()
     if (FDefaults* metronome = settings ? settings->lookup(kMetronomeSection, 1, false) : nullptr)
         if (metronome->getFloat("Volume", value))
             storedMetronomeVolume = value;
+    if (auto* filter = MidiSupport::PMidiFilterSetup::instance())
+    {
+        FAttributes stored;
+        if (section && section->getAttributes("MIDIFilter", stored))
+            filter->restore(stored);
+        midiFilterAllNoteOff->setValue(filter->isControllerOn(kAllNotesOff) ? 1 : 0, false);
+    }
     if (FDefaults* application =
             settings ? settings->lookup(kApplicationSection, 1, false) : nullptr)
         dontAskForQuit->setValue(application->getInt("DontAskForQuit", 0) == 1 ? 1 : 0, false);
@@ -278,6 +286,12 @@ void QelPlayer::storeSettings()
     if (UValueProxy* proxy = metronomeProxies[kMetronomeVolume - kMetronomeEnable];
         proxy && proxy->getTarget())
         settings->lookup(kMetronomeSection)->setFloat("Volume", proxy->getFloat());
+    if (auto* filter = MidiSupport::PMidiFilterSetup::instance())
+    {
+        FAttributes attributes;
+        filter->store(attributes);
+        section->setAttributes("MIDIFilter", attributes);
+    }
     settings->lookup(kApplicationSection)->setInt("DontAskForQuit", dontAskForQuit->getValue());
 }
 

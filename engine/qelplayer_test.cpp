@@ -137,6 +137,7 @@ TEST_F(PlayerFixture, LoopSignalsGainsAndListsReachTheEngine)
     EXPECT_EQ(graph->getInputOperator()->getMidiPlayer().getChannelFilter(), -1);
     value(P::kMidiFilterAllNoteOff).setInt(1);
     EXPECT_TRUE(MidiSupport::PMidiFilterSetup::instance()->isControllerOn(123));
+    MidiSupport::PMidiFilterSetup::instance()->setControllerOn(123, false); // process-wide
     value(P::kMidiFilterAllNoteOff).setInt(0);
     EXPECT_FALSE(MidiSupport::PMidiFilterSetup::instance()->isControllerOn(123));
     value(P::kActivatePatterns).setInt(0);
@@ -443,6 +444,7 @@ TEST_F(PlayerFixture, PlayerSettingsSurviveARestartThroughTheStoreFile)
     value(P::kMetronomeMode).setText("Count In");
     value(P::kVolume).setNormalized(0.3);
     value(P::kDontAskForQuit).setInt(1);
+    value(P::kMidiFilterAllNoteOff).setInt(1);
     ASSERT_TRUE(player->loadMidiFile(makeMidoFile(temp, "kept.mid", 2, 133, 7, 8)));
     value(P::kTempo).setFloat(133.0); // the song brought its own; the typed one is kept
     value(P::kTempoScale).setFloat(0.7);
@@ -456,6 +458,7 @@ TEST_F(PlayerFixture, PlayerSettingsSurviveARestartThroughTheStoreFile)
     graph->setTimeSignature(4, 4);
     tempo->setTempoScale(1.0);
     graph->setOutputGain(1.0f);
+    MidiSupport::PMidiFilterSetup::instance()->setControllerOn(123, false);
     settings->release();
     settings = new FDefaultPool(temp.file("Defaults"));
     ASSERT_TRUE(settings->load());
@@ -470,7 +473,10 @@ TEST_F(PlayerFixture, PlayerSettingsSurviveARestartThroughTheStoreFile)
     EXPECT_DOUBLE_EQ(value(P::kVolume).getNormalized(), 0.3);
     EXPECT_EQ(number(P::kDontAskForQuit), 1);
     EXPECT_EQ(text(P::kMidiFileName), "kept.mid");
+    EXPECT_EQ(number(P::kMidiFilterAllNoteOff), 1);
     // ... and they reached the engine.
+    EXPECT_TRUE(MidiSupport::PMidiFilterSetup::instance()->isControllerOn(123));
+    MidiSupport::PMidiFilterSetup::instance()->setControllerOn(123, false); // process-wide
     EXPECT_DOUBLE_EQ(tempo->getFixedTempo(), 133.0);
     EXPECT_DOUBLE_EQ(tempo->getTempo(), 133.0 * 1.4);
     EXPECT_EQ(tempo->getNumerator(), 7);
@@ -483,7 +489,7 @@ TEST_F(PlayerFixture, PlayerSettingsSurviveARestartThroughTheStoreFile)
     FDefaults* section = settings->lookup("Player", 1, false);
     ASSERT_NE(section, nullptr);
     for (const char8* key : {"Gain", "SigNum", "SigDenom", "TimeFormat", "Tempo", "TempoScale",
-                             "RecordMode", "Midifile", "MetronomeMode"})
+                             "RecordMode", "Midifile", "MetronomeMode", "MIDIFilter"})
         EXPECT_TRUE(section->contains(key)) << key;
 }
 
