@@ -637,3 +637,51 @@ TEST_F(PlayerFixture, QuitAsksAboutDirtySlotsOnly)
     EXPECT_FALSE(slot->isDirty());
     EXPECT_FALSE(readFile(preset).empty());
 }
+
+TEST_F(PlayerFixture, AudioFileButtonsLoadTheSignalsAndNameThem)
+{
+    const std::string wave = makeWave("half.wav", "sine 440 trim 0 0.5");
+    dialogs.paths.push_back(wave);
+    player->press(P::kAudioFile);
+    EXPECT_EQ(number(P::kAudioFile), 0);
+    EXPECT_EQ(dialogs.titles.back(), "Open Audio File");
+    EXPECT_EQ(text(P::kFileName), "half.wav");
+    EXPECT_EQ(graph->getSongLengthSamples(), 24000);
+    EXPECT_EQ(graph->getInputOperator()->getSignal().getLength(), 24000);
+
+    // The aux file never sets the song's length.
+    dialogs.paths.push_back(wave);
+    player->press(P::kAuxAudioFile);
+    EXPECT_EQ(text(P::kAuxFileName), "half.wav");
+    EXPECT_EQ(graph->getInputOperator()->getAuxSignal().getLength(), 24000);
+    EXPECT_GT(graph->getSongLengthSamples(), 24000);
+
+    // A cancelled dialog changes nothing; a file that is no sound clears the name.
+    player->press(P::kAudioFile);
+    EXPECT_EQ(text(P::kFileName), "half.wav");
+    writeFile(temp.file("noise.wav"), "not a wave file at all");
+    std::string problem;
+    EXPECT_FALSE(player->loadAudioFile(temp.file("noise.wav"), 0, &problem));
+    EXPECT_FALSE(problem.empty());
+    EXPECT_EQ(text(P::kFileName), "");
+}
+
+TEST_F(PlayerFixture, NewDeviceRebuildsThePortValuesOfEveryRow)
+{
+    QelSlot* slot = player->loadPlugin(FUID(Qel::Examples::kQelGainCid.bytes));
+    ASSERT_NE(slot, nullptr);
+    QelSlotController* row = player->findSlotController(slot);
+    UValue* before = row->findValue("outputAudioPort0");
+    ASSERT_NE(before, nullptr);
+    before->addRef();
+    auto* message = new FMessage("NewDevice");
+    player->notify(message);
+    message->release();
+    UValue* after = row->findValue("outputAudioPort0");
+    ASSERT_NE(after, nullptr);
+    EXPECT_NE(after, before);
+    String shown;
+    after->getText(shown);
+    EXPECT_NE(shown.toUtf8(), "None"); // still shows the device channel it plays to
+    before->release();
+}
