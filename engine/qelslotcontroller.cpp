@@ -10,12 +10,14 @@
 #include "devices/ports/pportregistry.h"
 #include "devices/ports/pportvalue.h"
 #include "engine/midieventcollector.h"
+#include "engine/parameterdescription.h"
 #include "engine/playerdialogs.h"
 #include "engine/qelbuspin.h"
 #include "engine/qeleventinput.h"
 #include "engine/qelplayer.h"
 #include "engine/qelslotoperator.h"
 #include "engine/slotparametervalue.h"
+#include "hosting/qelcontextmenu.h"
 #include "hosting/qeleditcontroller.h"
 #include "qel3/iunitinfo.h"
 
@@ -527,8 +529,73 @@ void QelSlotController::onValueChanged(UValue* value)
 
 void QelSlotController::notify(FMessage* message)
 {
-    if (message && message->is("Idle"))
+    if (!message)
+        return;
+    if (message->is("Idle"))
+    {
         idle();
+        return;
+    }
+    if (message->is("ContextMenu"))
+    {
+        auto* menu = FCast<Qel::QelContextMenu>(message->getObject("Menu"));
+        if (!menu)
+            return;
+        int64 id = 0;
+        const bool overParameter = message->getInt("QEL3 ParamID", id);
+        const Qel::ParamID paramId = Qel::ParamID(id);
+        fillContextMenu(*menu, overParameter ? &paramId : nullptr);
+    }
+}
+
+void QelSlotController::fillContextMenu(Qel::QelContextMenu& menu, const Qel::ParamID* paramId)
+{
+    auto item = [](const std::string& text, int32 tag, int32 flags)
+    {
+        Qel::ContextMenuItem entry{};
+        const std::u16string wide = String(text).toUtf16();
+        for (size_t i = 0; i < 127 && i < wide.size(); ++i)
+            entry.name[i] = wide[i];
+        entry.tag = tag;
+        entry.flags = flags;
+        return entry;
+    };
+    menu.addHostItem(
+        item(genericEditorOpen ? "Switch to Plug-in Editor" : "Switch to Generic Editor",
+             kMenuSwitchEditor, 0),
+        this);
+    if (!paramId || !slot || !slot->getEditPart())
+        return;
+    Qel::IEditController* controller = slot->getEditPart()->getController();
+    const int32 count = controller->getParameterCount();
+    for (int32 i = 0; i < count; ++i)
+    {
+        Qel::ParameterInfo info{};
+        if (controller->getParameterInfo(i, info) == kResultOk && info.id == *paramId)
+        {
+            // An entry holds at most 127 units: the record goes one piece per entry.
+            for (const std::string& piece : describeParameterPieces(i, info))
+                menu.addHostItem(item(piece, kMenuParameterInfo, Qel::ContextMenuItem::kIsDisabled),
+                                 this);
+            return;
+        }
+    }
+}
+
+tresult QelSlotController::executeMenuItem(int32 tag)
+{
+    if (tag != kMenuSwitchEditor)
+        return kResultFalse;
+    // The editor kind changes; an open editor closes and opens again as the other kind.
+    UValue* kind = findValueByTag(kGenericEditor);
+    kind->setInt(genericEditorOpen ? 0 : 1);
+    return kResultOk;
+}
+
+tresult QelSlotController::queryInterface(const TUID iid, void** obj)
+{
+    QEL_QUERY_INTERFACE(iid, obj, Qel::IContextMenuTarget)
+    return UValueContainer::queryInterface(iid, obj);
 }
 
 bool QelSlotController::testCondition(const ConstString& name) const

@@ -6,6 +6,7 @@
 
 #include "base/values/uvaluecontainer.h"
 #include "engine/qelslot.h"
+#include "qel3/icontextmenu.h"
 
 #include <string>
 #include <vector>
@@ -18,13 +19,20 @@ class UStringListValue;
 class UStringValue;
 class UValueProxy;
 
+namespace Qel
+{
+class QelContextMenu;
+}
+
 namespace MiniEngine
 {
 class PlayerDialogs;
 class QelPlayer;
 class SlotParameterValue;
 
-class QelSlotController : public UValueContainer, public QelSlotObserver
+class QelSlotController : public UValueContainer,
+                          public QelSlotObserver,
+                          public Qel::IContextMenuTarget
 {
     QEL_DECLARE_CLASS(QelSlotController, UValueContainer)
 public:
@@ -50,6 +58,12 @@ public:
         kEnableOnlyFirstOutputAudioBus = 522,
         /** Tags of the values made per output bus and per MIDI input, from here on. */
         kPortValueBase = 1000,
+    };
+    /** Tags of the host's entries in a plug-in's context menu. */
+    enum MenuTags : int32
+    {
+        kMenuSwitchEditor = 10000,
+        kMenuParameterInfo = 10001,
     };
     /** Quick controls on one page. */
     static constexpr int32 kQuickControls = 8;
@@ -83,8 +97,21 @@ public:
     /** Rebuilds the port values after the devices changed. */
     void refreshPorts();
 
+    /** The host's entries of a context menu of the plug-in's view: the switch between the
+        plug-in's and the generic editor, and, over a parameter, what its record says. */
+    void fillContextMenu(Qel::QelContextMenu& menu, const Qel::ParamID* paramId);
+    bool isGenericEditorOpen() const { return genericEditorOpen; }
+
+    // IContextMenuTarget
+    tresult executeMenuItem(int32 tag) override;
+
     void onValueChanged(UValue* value) override;
+    /** "Idle", and "ContextMenu" with its "Menu" and, over a parameter, "QEL3 ParamID". */
     void notify(FMessage* message) override;
+
+    tresult queryInterface(const TUID iid, void** obj) override;
+    uint32 addRef() override { return FObject::addRef(); }
+    uint32 release() override { return FObject::release(); }
     bool testCondition(const ConstString& name) const override;
 
     // QelSlotObserver

@@ -5,12 +5,15 @@
 
 #include <cmath>
 
+#include "base/fmessage.h"
 #include "base/values/uintvalues.h"
 #include "base/values/ustringlistvalue.h"
 #include "base/values/ustringvalue.h"
 #include "base/values/uvalueproxy.h"
 #include "devices/ports/pportid.h"
+#include "engine/parameterdescription.h"
 #include "engine/slotparametervalue.h"
+#include "hosting/qelcontextmenu.h"
 #include "hosting/qeleditcontroller.h"
 #include "qel3/iunitinfo.h"
 
@@ -189,4 +192,61 @@ TEST_F(PlayerFixture, UnitSteppingFollowsWhatThePlugInSelects)
     units->selectUnit(1);
     slot->getHandler()->notifyUnitSelection(1);
     EXPECT_EQ(row->valueOf(C::kCurrentSelectedLayer)->getInt(), 0);
+}
+
+TEST_F(PlayerFixture, ContextMenuOffersTheEditorSwitchAndTheParameterRecord)
+{
+    QelSlot* slot = player->loadPlugin(FUID(Qel::Examples::kQelGainCid.bytes));
+    ASSERT_NE(slot, nullptr);
+    QelSlotController* row = player->findSlotController(slot);
+
+    auto* menu = new Qel::QelContextMenu;
+    auto* message = new FMessage("ContextMenu");
+    message->setObject("Menu", static_cast<FObject*>(menu));
+    message->setInt("QEL3 ParamID", Qel::Examples::kQelGainBypassParamId);
+    row->notify(message);
+    message->release();
+    std::vector<Qel::ContextMenuEntry> entries = menu->getEntries();
+    ASSERT_EQ(entries.size(), 5u);
+    EXPECT_EQ(entries[0].title.toUtf8(), "Switch to Generic Editor");
+    for (size_t i = 1; i < entries.size(); ++i)
+        EXPECT_TRUE(entries[i].disabled);
+    EXPECT_EQ(entries[1].title.toUtf8(), "ParameterInfo[1]: [id: 1], [unitId: 0]");
+    EXPECT_EQ(entries[2].title.toUtf8(),
+              "[title: \"Bypass\"], [shortTitle: \"Byp\"], [units: \"\"]");
+    EXPECT_EQ(entries[3].title.toUtf8(), "[stepCount: 1], [defaultNormalizedValue: 0.000000");
+    EXPECT_EQ(entries[4].title.toUtf8(), "[flags: kCanAutomate kIsBypass)...");
+
+    // Choosing the switch changes the editor kind, and the next menu offers the way back.
+    ASSERT_TRUE(menu->select(0));
+    EXPECT_TRUE(row->isGenericEditorOpen());
+    EXPECT_EQ(row->valueOf(C::kGenericEditor)->getInt(), 1);
+    menu->release();
+    auto* second = new Qel::QelContextMenu;
+    row->fillContextMenu(*second, nullptr);
+    entries = second->getEntries();
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].title.toUtf8(), "Switch to Plug-in Editor");
+    second->release();
+}
+
+TEST(ParameterDescription, EveryFlagByName)
+{
+    Qel::ParameterInfo info{};
+    info.id = 42;
+    info.unitId = 3;
+    const std::u16string title = u"Cut\u00f6ff";
+    std::copy(title.begin(), title.end(), info.title);
+    info.stepCount = 0;
+    info.defaultNormalizedValue = 0.25;
+    info.flags = Qel::ParameterInfo::kIsReadOnly | Qel::ParameterInfo::kIsWrapAround |
+                 Qel::ParameterInfo::kIsList | Qel::ParameterInfo::kIsProgramChange;
+    EXPECT_EQ(describeParameter(7, info),
+              "ParameterInfo[7]: [id: 42], [unitId: 3], [title: \"Cut\xc3\xb6"
+              "ff\"]"
+              ", [shortTitle: \"\"], [units: \"\"], [stepCount: 0], [defaultNormalizedValue: "
+              "0.250000, [flags: kIsReadOnly kIsWrapAround kIsList kIsProgramChange)...");
+    info.flags = 0;
+    EXPECT_EQ(describeParameter(0, info).substr(describeParameter(0, info).size() - 12),
+              "[flags: )...");
 }
