@@ -1,8 +1,11 @@
 // Slots in the rack: routing that survives a restart of the rack and of the settings file, the
 // answers to the plug-in's restart requests, the bypass parameter, and teardown.
+#include "common/exampleids.h"
 #include "engine/graphtestsupport.h"
 #include "engine/midieventcollector.h"
 #include "engine/qeleventinput.h"
+#include "hosting/qel3connectionproxy.h"
+#include "hosting/qelcomponent.h"
 #include "hosting/qeleditcontroller.h"
 
 #include <vector>
@@ -201,6 +204,37 @@ TEST_F(SlotRack, RemovingASlotTakesItOutOfTheGraphAndClosesItsWindow)
     run(2);
     rack->removeAllSlots();
     EXPECT_EQ(graph->countOperators(), 2);
+}
+
+TEST_F(SlotRack, ASeparateControllerIsMadeJoinedCrosswiseAndLetGoInOrder)
+{
+    Quillmark::testing::copyInto(Quillmark::testing::exampleModule(Qel::Examples::kQelGainModule),
+                                 temp.folder("modules"));
+    ASSERT_GT(registry->scanFolder(temp.folder("modules")), 0);
+    start();
+    QelSlot* slot = rack->addSlot(FUID(Qel::Examples::kQelGainCid.bytes));
+    ASSERT_NE(slot, nullptr);
+    ASSERT_NE(slot->getEditPart(), nullptr);
+    EXPECT_EQ(slot->getBypassParamId(), int32(Qel::Examples::kQelGainBypassParamId));
+    EXPECT_TRUE(slot->hasBypassParameter());
+    ASSERT_TRUE(slot->isConnected());
+    Qel::IConnectionPoint* componentPoint = slot->getPlugin()->getConnectionPoint();
+    Qel::IConnectionPoint* controllerPoint = slot->getEditPart()->getConnectionPoint();
+    // Each half sends through its own proxy, which delivers to the other half.
+    EXPECT_EQ(slot->getComponentProxy()->getSource(), componentPoint);
+    EXPECT_EQ(slot->getComponentProxy()->getDestination(), controllerPoint);
+    EXPECT_EQ(slot->getControllerProxy()->getSource(), controllerPoint);
+    EXPECT_EQ(slot->getControllerProxy()->getDestination(), componentPoint);
+    EXPECT_EQ(slot->getEditPart()->getComponentHandler(), slot->getHandler());
+
+    // Bypass goes to the controller at once and to the processor at the next block.
+    EXPECT_TRUE(slot->setBypass(true));
+    EXPECT_EQ(slot->getEditPart()->getController()->getParamNormalized(
+                  Qel::Examples::kQelGainBypassParamId),
+              1.0);
+    run(1);
+    rack->removeAllSlots();
+    EXPECT_EQ(rack->countSlots(), 0);
 }
 
 TEST_F(SlotRack, AClassThatCannotPlayGivesNoSlot)
