@@ -8,6 +8,7 @@
 #include "hosting/qelcomponent.h"
 #include "hosting/qeleditcontroller.h"
 
+#include <fstream>
 #include <vector>
 
 namespace Quillmark::MiniEngine
@@ -235,6 +236,42 @@ TEST_F(SlotRack, ASeparateControllerIsMadeJoinedCrosswiseAndLetGoInOrder)
     run(1);
     rack->removeAllSlots();
     EXPECT_EQ(rack->countSlots(), 0);
+}
+
+TEST_F(SlotRack, APresetSavedFromOneSlotSetsUpAnother)
+{
+    Quillmark::testing::copyInto(Quillmark::testing::exampleModule(Qel::Examples::kQelGainModule),
+                                 temp.folder("modules"));
+    ASSERT_GT(registry->scanFolder(temp.folder("modules")), 0);
+    start();
+    const FUID gainCid(Qel::Examples::kQelGainCid.bytes);
+    QelSlot* first = rack->addSlot(gainCid);
+    ASSERT_NE(first, nullptr);
+    // The value reaches the processor in a block, and the controller through the echo path.
+    first->getHandler()->performEdit(Qel::Examples::kQelGainGainParamId, 0.25);
+    first->getEditPart()->getController()->setParamNormalized(Qel::Examples::kQelGainGainParamId,
+                                                              0.25);
+    run(1);
+    const std::string path = temp.file("gain.qelpreset");
+    std::string problem;
+    ASSERT_TRUE(first->savePreset(path, &problem)) << problem;
+
+    QelSlot* second = rack->addSlot(gainCid);
+    ASSERT_NE(second, nullptr);
+    Qel::IEditController* controller = second->getEditPart()->getController();
+    EXPECT_NE(controller->getParamNormalized(Qel::Examples::kQelGainGainParamId), 0.25);
+    ASSERT_TRUE(second->loadPreset(path, &problem)) << problem;
+    EXPECT_NEAR(controller->getParamNormalized(Qel::Examples::kQelGainGainParamId), 0.25, 1e-9);
+
+    // Another class's preset, and bytes that are no preset, are refused and change nothing.
+    QelSlot* probe = rack->addSlot(FUID(kEffectCid.bytes));
+    ASSERT_NE(probe, nullptr);
+    EXPECT_FALSE(probe->loadPreset(path, &problem));
+    EXPECT_EQ(problem, "the preset belongs to another plug-in");
+    std::ofstream(temp.file("junk.qelpreset")) << "not a preset at all";
+    EXPECT_FALSE(second->loadPreset(temp.file("junk.qelpreset"), &problem));
+    EXPECT_EQ(problem, "not a preset file");
+    EXPECT_NEAR(controller->getParamNormalized(Qel::Examples::kQelGainGainParamId), 0.25, 1e-9);
 }
 
 TEST_F(SlotRack, AClassThatCannotPlayGivesNoSlot)
