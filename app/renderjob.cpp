@@ -395,6 +395,7 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
     if (writeFailed || written < frames)
     {
         err << kProgram << options.output << ": writing failed after " << written << " frames\n";
+        std::remove(options.output.c_str()); // no half-written file is left behind
         return kExitFailure;
     }
     const double audioSeconds = double(frames) / rate;

@@ -478,24 +478,25 @@ void AudioGraph::process(OperatorBuffers& buffers)
 {
     if (buffers.numChannels < 2 || disabled.load(std::memory_order_relaxed))
         return;
-    double span = 0.0;
-    int32 numSamples = buffers.numSamples;
-    {
-        TryLock lock(*getProcessLock());
-        if (!lock.isHeld())
-            return; // the device's cleared buffers play silence
-        span = renderLocked(buffers);
-    }
+    TryLock lock(*getProcessLock());
+    if (!lock.isHeld())
+        return; // the device's cleared buffers play silence
+    const double span = renderLocked(buffers);
+    // The transport moves on still under the lock: a rewind at the song's end talks to the
+    // operators of the list, which configuration may only change while it holds the lock.
+    advanceTransport(buffers.numSamples, span);
+}
 
+void AudioGraph::advanceTransport(int32 numSamples, double span)
+{
     ProcessContext& context = tempoTrack->getContext();
     const bool playing = isPlaying();
-    if (!playing && isRecording())
+    if (!playing)
     {
-        tempoTrack->advance(span); // counting in
+        if (isRecording())
+            tempoTrack->advance(span); // counting in
         return;
     }
-    if (!playing)
-        return;
     const double start = lastBlockEnd - span;
     tempoTrack->applyRange(start, lastBlockEnd);
     context.projectTimeSamples += numSamples;

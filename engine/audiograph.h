@@ -110,6 +110,8 @@ protected:
 private:
     /** The part of a block under the process lock; answers the block's span. */
     double renderLocked(OperatorBuffers& buffers);
+    /** Moves the position on by one block; rewinds at the song's end when looping. */
+    void advanceTransport(int32 numSamples, double span);
     void collectEvents(double start, double end);
     void countIn(double span);
     void startFromCountIn();

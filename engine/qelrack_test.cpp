@@ -1,10 +1,14 @@
 // Slots in the rack: routing that survives a restart of the rack and of the settings file, the
 // answers to the plug-in's restart requests, the bypass parameter, and teardown.
+#include "common/exampleids.h"
 #include "engine/graphtestsupport.h"
 #include "engine/midieventcollector.h"
 #include "engine/qeleventinput.h"
+#include "hosting/qel3connectionproxy.h"
+#include "hosting/qelcomponent.h"
 #include "hosting/qeleditcontroller.h"
 
+#include <fstream>
 #include <vector>
 
 namespace Quillmark::MiniEngine
@@ -201,6 +205,73 @@ TEST_F(SlotRack, RemovingASlotTakesItOutOfTheGraphAndClosesItsWindow)
     run(2);
     rack->removeAllSlots();
     EXPECT_EQ(graph->countOperators(), 2);
+}
+
+TEST_F(SlotRack, ASeparateControllerIsMadeJoinedCrosswiseAndLetGoInOrder)
+{
+    Quillmark::testing::copyInto(Quillmark::testing::exampleModule(Qel::Examples::kQelGainModule),
+                                 temp.folder("modules"));
+    ASSERT_GT(registry->scanFolder(temp.folder("modules")), 0);
+    start();
+    QelSlot* slot = rack->addSlot(FUID(Qel::Examples::kQelGainCid.bytes));
+    ASSERT_NE(slot, nullptr);
+    ASSERT_NE(slot->getEditPart(), nullptr);
+    EXPECT_EQ(slot->getBypassParamId(), int32(Qel::Examples::kQelGainBypassParamId));
+    EXPECT_TRUE(slot->hasBypassParameter());
+    ASSERT_TRUE(slot->isConnected());
+    Qel::IConnectionPoint* componentPoint = slot->getPlugin()->getConnectionPoint();
+    Qel::IConnectionPoint* controllerPoint = slot->getEditPart()->getConnectionPoint();
+    // Each half sends through its own proxy, which delivers to the other half.
+    EXPECT_EQ(slot->getComponentProxy()->getSource(), componentPoint);
+    EXPECT_EQ(slot->getComponentProxy()->getDestination(), controllerPoint);
+    EXPECT_EQ(slot->getControllerProxy()->getSource(), controllerPoint);
+    EXPECT_EQ(slot->getControllerProxy()->getDestination(), componentPoint);
+    EXPECT_EQ(slot->getEditPart()->getComponentHandler(), slot->getHandler());
+
+    // Bypass goes to the controller at once and to the processor at the next block.
+    EXPECT_TRUE(slot->setBypass(true));
+    EXPECT_EQ(slot->getEditPart()->getController()->getParamNormalized(
+                  Qel::Examples::kQelGainBypassParamId),
+              1.0);
+    run(1);
+    rack->removeAllSlots();
+    EXPECT_EQ(rack->countSlots(), 0);
+}
+
+TEST_F(SlotRack, APresetSavedFromOneSlotSetsUpAnother)
+{
+    Quillmark::testing::copyInto(Quillmark::testing::exampleModule(Qel::Examples::kQelGainModule),
+                                 temp.folder("modules"));
+    ASSERT_GT(registry->scanFolder(temp.folder("modules")), 0);
+    start();
+    const FUID gainCid(Qel::Examples::kQelGainCid.bytes);
+    QelSlot* first = rack->addSlot(gainCid);
+    ASSERT_NE(first, nullptr);
+    // The value reaches the processor in a block, and the controller through the echo path.
+    first->getHandler()->performEdit(Qel::Examples::kQelGainGainParamId, 0.25);
+    first->getEditPart()->getController()->setParamNormalized(Qel::Examples::kQelGainGainParamId,
+                                                              0.25);
+    run(1);
+    const std::string path = temp.file("gain.qelpreset");
+    std::string problem;
+    ASSERT_TRUE(first->savePreset(path, &problem)) << problem;
+
+    QelSlot* second = rack->addSlot(gainCid);
+    ASSERT_NE(second, nullptr);
+    Qel::IEditController* controller = second->getEditPart()->getController();
+    EXPECT_NE(controller->getParamNormalized(Qel::Examples::kQelGainGainParamId), 0.25);
+    ASSERT_TRUE(second->loadPreset(path, &problem)) << problem;
+    EXPECT_NEAR(controller->getParamNormalized(Qel::Examples::kQelGainGainParamId), 0.25, 1e-9);
+
+    // Another class's preset, and bytes that are no preset, are refused and change nothing.
+    QelSlot* probe = rack->addSlot(FUID(kEffectCid.bytes));
+    ASSERT_NE(probe, nullptr);
+    EXPECT_FALSE(probe->loadPreset(path, &problem));
+    EXPECT_EQ(problem, "the preset belongs to another plug-in");
+    std::ofstream(temp.file("junk.qelpreset")) << "not a preset at all";
+    EXPECT_FALSE(second->loadPreset(temp.file("junk.qelpreset"), &problem));
+    EXPECT_EQ(problem, "not a preset file");
+    EXPECT_NEAR(controller->getParamNormalized(Qel::Examples::kQelGainGainParamId), 0.25, 1e-9);
 }
 
 TEST_F(SlotRack, AClassThatCannotPlayGivesNoSlot)

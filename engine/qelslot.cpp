@@ -181,10 +181,9 @@ QelSlot::QelSlot(QelComponent* plugin, QelSlotOperator* slotOperator, FComponent
         {
             componentProxy = new QEL3ConnectionProxy(componentPoint);
             controllerProxy = new QEL3ConnectionProxy(controllerPoint);
-            plugin->guarded("connect", [&] { componentPoint->connect(controllerProxy); });
-            editPart->guarded("connect", [&] { controllerPoint->connect(componentProxy); });
-            componentProxy->connect(controllerPoint);
-            controllerProxy->connect(componentPoint);
+            // Crosswise: each half talks to its own proxy, which delivers to the other half.
+            plugin->guarded("connect", [&] { componentProxy->connect(controllerPoint); });
+            editPart->guarded("connect", [&] { controllerProxy->connect(componentPoint); });
         }
     }
 
@@ -242,15 +241,10 @@ QelSlot::~QelSlot()
     slotOperator->release();
     if (componentProxy && controllerProxy)
     {
-        IConnectionPoint* componentPoint = plugin->getConnectionPoint();
-        IConnectionPoint* controllerPoint = editPart ? editPart->getConnectionPoint() : nullptr;
-        if (componentPoint && controllerPoint)
-        {
-            plugin->guarded("disconnect", [&] { componentPoint->disconnect(controllerProxy); });
-            editPart->guarded("disconnect", [&] { controllerPoint->disconnect(componentProxy); });
-        }
-        componentProxy->disconnect(controllerPoint);
-        controllerProxy->disconnect(componentPoint);
+        if (IConnectionPoint* peer = componentProxy->getDestination())
+            plugin->guarded("disconnect", [&] { componentProxy->disconnect(peer); });
+        if (IConnectionPoint* peer = controllerProxy->getDestination())
+            editPart->guarded("disconnect", [&] { controllerProxy->disconnect(peer); });
     }
     if (componentProxy)
         componentProxy->release();

@@ -121,6 +121,9 @@ public:
     void setDirtyFlag(bool state) { dirty = state; }
     bool hasPendingChanges() const { return pendingFlag.load(); }
     bool isConnected() const { return componentProxy != nullptr; }
+    /** The proxy each half talks through; null when a half has no connection point. */
+    Qel::QEL3ConnectionProxy* getComponentProxy() const { return componentProxy; }
+    Qel::QEL3ConnectionProxy* getControllerProxy() const { return controllerProxy; }
 
     /** The slot's window, borrowed; null when it has none. */
     void setController(QelSlotObserver* observer) { controller = observer; }
