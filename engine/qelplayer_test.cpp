@@ -143,6 +143,14 @@ TEST_F(PlayerFixture, LoopSignalsGainsAndListsReachTheEngine)
     value(P::kActivatePatterns).setInt(0);
     EXPECT_FALSE(graph->getInputOperator()->getPatternPlayer().isActive());
 
+    // The step editor is the view's sub-controller; its switch reaches the pattern player.
+    FController* editor = player->findController("eventEditor");
+    ASSERT_NE(editor, nullptr);
+    editor->findValue("eventsActive")->setInt(0);
+    editor->findValue("eventsActive")->setInt(1);
+    EXPECT_TRUE(graph->getInputOperator()->getPatternPlayer().isActive());
+    EXPECT_EQ(player->findController("metronome"), nullptr); // no metronome slot yet
+
     // Messages of the device layer.
     auto* lock = new FMessage("LockProcess");
     player->notify(lock);
