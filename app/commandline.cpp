@@ -15,6 +15,99 @@ bool CommandLine::isPresetJobOption(const std::string& argument)
            argument == "--overwrite-plugin-name";
 }
 
+std::string RenderOptions::parse(const std::vector<std::string>& arguments, RenderOptions& options)
+{
+    auto number = [](const std::string& text, double& value) -> bool
+    {
+        char* end = nullptr;
+        value = std::strtod(text.c_str(), &end);
+        return !text.empty() && *end == '\0' && std::isfinite(value);
+    };
+    for (size_t i = 0; i < arguments.size(); ++i)
+    {
+        const std::string& argument = arguments[i];
+        std::string value;
+        const bool takesValue =
+            argument == "--class" || argument == "--input" || argument == "--aux-input" ||
+            argument == "--midi" || argument == "--preset" || argument == "--set" ||
+            argument == "--sample-rate" || argument == "--block-size" || argument == "--seconds" ||
+            argument == "--output" || argument == "--config-dir";
+        if (takesValue)
+        {
+            if (i + 1 >= arguments.size())
+                return argument + " needs a value";
+            value = arguments[++i];
+        }
+        double n = 0.0;
+        if (argument == "--class")
+            options.className = value;
+        else if (argument == "--input")
+            options.input = value;
+        else if (argument == "--aux-input")
+            options.auxInput = value;
+        else if (argument == "--midi")
+            options.midi = value;
+        else if (argument == "--preset")
+            options.preset = value;
+        else if (argument == "--output")
+            options.output = value;
+        else if (argument == "--config-dir")
+            options.configFolder = value;
+        else if (argument == "--sample-rate")
+        {
+            if (!number(value, n) || n < 8000.0 || n > 384000.0)
+                return "--sample-rate needs a rate of 8000 to 384000 Hz, not: " + value;
+            options.sampleRate = n;
+        }
+        else if (argument == "--block-size")
+        {
+            if (!number(value, n) || n != std::floor(n) || n < 1 || n > kMaxBlockSize)
+                return "--block-size needs a whole number of 1 to 8192, not: " + value;
+            options.blockSize = int(n);
+        }
+        else if (argument == "--seconds")
+        {
+            if (!number(value, n) || n <= 0.0)
+                return "--seconds needs a number above 0, not: " + value;
+            options.seconds = n;
+        }
+        else if (argument == "--set")
+        {
+            // PARAM-ID=NORMALIZED, optionally @SECONDS for a change during the render.
+            Setting setting;
+            const size_t equals = value.find('=');
+            const size_t at = value.find('@');
+            const std::string id = value.substr(0, equals);
+            const std::string normalized =
+                equals == std::string::npos
+                    ? std::string()
+                    : value.substr(equals + 1,
+                                   at == std::string::npos ? std::string::npos : at - equals - 1);
+            double parsedId = 0.0;
+            if (equals == std::string::npos || !number(id, parsedId) || parsedId < 0 ||
+                parsedId != std::floor(parsedId) || parsedId > 4294967295.0 ||
+                !number(normalized, setting.value) || setting.value < 0.0 || setting.value > 1.0)
+                return "--set needs PARAM-ID=NORMALIZED (0 to 1), not: " + value;
+            setting.id = int64_t(parsedId);
+            if (at != std::string::npos &&
+                (!number(value.substr(at + 1), setting.seconds) || setting.seconds < 0.0))
+                return "--set takes a time of 0 seconds or more after @, not: " + value;
+            options.settings.push_back(setting);
+        }
+        else if (argument == "--verbose" || argument == "-v")
+            options.verbose = true;
+        else if (!argument.empty() && argument[0] == '-')
+            return "unknown option for --render: " + argument;
+        else
+            options.folders.push_back(argument);
+    }
+    if (options.className.empty())
+        return "--render needs --class NAME-OR-CID";
+    if (options.output.empty())
+        return "--render needs --output FILE.wav";
+    return std::string();
+}
+
 CommandLine CommandLine::parse(int argc, const char* const argv[])
 {
     CommandLine result;
@@ -72,6 +165,15 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
         {
             setJob(Job::kPreset, argument);
             result.presetArguments.assign(argv + i, argv + argc);
+            break;
+        }
+        if (argument == "--render")
+        {
+            setJob(Job::kRender, argument);
+            std::vector<std::string> rest(argv + i + 1, argv + argc);
+            const std::string problem = RenderOptions::parse(rest, result.render);
+            if (!problem.empty() && result.error.empty())
+                result.error = problem;
             break;
         }
         if (argument == "--list")
@@ -310,6 +412,12 @@ void printUsage(std::ostream& out)
            "       Qel3PluginTestHost --param-structure FILE-OR-MODULE\n"
            "       Qel3PluginTestHost --representation FILE\n"
            "       Qel3PluginTestHost --overwrite-plugin-name FOLDER --name NAME\n"
+           "       Qel3PluginTestHost --render --class NAME-OR-CID [MODULE-OR-FOLDER...]\n"
+           "                          [--input FILE|sine|noise|silence] [--aux-input FILE]\n"
+           "                          [--midi FILE.mid] [--preset FILE]\n"
+           "                          [--set PARAM-ID=NORMALIZED[@SECONDS]]...\n"
+           "                          [--sample-rate HZ] [--block-size N] [--seconds S]\n"
+           "                          --output FILE.wav\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -394,6 +502,25 @@ void printUsage(std::ostream& out)
            "                     document as the page view shows them\n"
            "  --overwrite-plugin-name  set the plug-in name in the meta information of\n"
            "                     each .qelpreset of a folder\n"
+           "  --render           play one class offline through the engine, as fast as\n"
+           "                     the machine allows, and write its first two outputs as a\n"
+           "                     32-bit float WAV file; prints the frames written, the\n"
+           "                     blocks and the speed as a multiple of real time\n"
+           "  --input            the signal on the plug-in's first inputs: an audio file\n"
+           "                     (its first 240 s, sample for sample), a 1000 Hz sine,\n"
+           "                     noise or silence (the default)\n"
+           "  --aux-input FILE   the aux signal; as in live play it replaces the input's\n"
+           "                     samples wherever the file has some\n"
+           "  --midi FILE.mid    notes and controllers from a Standard MIDI File, at its\n"
+           "                     tempo\n"
+           "  --preset FILE      a .qelpreset of the class, loaded before the first block\n"
+           "  --set ID=VALUE[@S] a normalized value for a parameter, before the first\n"
+           "                     block or at S seconds (from the first sample of the block\n"
+           "                     that holds that time); may be repeated\n"
+           "  --sample-rate HZ   default: the input file's rate, else 48000\n"
+           "  --block-size N     frames per block, 1 to 8192; default 256\n"
+           "  --seconds S        how long; default: to the end of the input file or the\n"
+           "                     MIDI file, whichever is later, plus the plug-in's tail\n"
            "  --help             show this text\n"
            "  --version          show the version\n"
            "\n"

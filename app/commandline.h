@@ -12,6 +12,39 @@
 namespace Quillmark
 {
 
+/** What --render was asked to do; read from the arguments after the option. */
+struct RenderOptions
+{
+    struct Setting
+    {
+        int64_t id = 0;
+        double value = 0.0;
+        double seconds = 0.0; // when the value is set; 0 before the first block
+    };
+    static constexpr double kDefaultSampleRate = 48000.0;
+    static constexpr int kDefaultBlockSize = 256;
+    static constexpr int kMaxBlockSize = 8192;
+    /** A tail longer than this, or an infinite one, is cut here. */
+    static constexpr double kMaxTailSeconds = 30.0;
+
+    std::string className;
+    std::vector<std::string> folders;
+    std::string input;    // a file, "sine", "noise", "silence", or empty
+    std::string auxInput; // a file
+    std::string midi;
+    std::string preset;
+    std::vector<Setting> settings;
+    double sampleRate = 0.0; // 0: the input file's, else kDefaultSampleRate
+    int blockSize = kDefaultBlockSize;
+    double seconds = -1.0; // -1: where the input or the MIDI file ends, plus the tail
+    std::string output;
+    bool verbose = false;
+    std::string configFolder;
+
+    /** Reads the arguments that follow --render; the result is empty, or a usage error. */
+    static std::string parse(const std::vector<std::string>& arguments, RenderOptions& options);
+};
+
 struct CommandLine
 {
     enum class Job
@@ -29,6 +62,7 @@ struct CommandLine
         kAudioConvert,
         kPreset,
         kCheckRealtime, // --check-realtime: render one class and check it for real-time faults
+        kRender,
     };
 
     Job job = Job::kNone;
@@ -64,6 +98,8 @@ struct CommandLine
     std::vector<std::string> presetArguments;
     // --check-realtime: how long to render, over all formats.
     double seconds = kDefaultCheckSeconds;
+    // --render: everything after the option.
+    RenderOptions render;
     std::string error; // a usage error, naming the wrong argument
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;

@@ -7,6 +7,7 @@
 #include "app/midiinfojob.h"
 #include "app/presetjob.h"
 #include "app/realtimecheckjob.h"
+#include "app/renderjob.h"
 #include "app/testjob.h"
 #include "app/testtreejobs.h"
 #include "base/platform/paths.h"
@@ -44,6 +45,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runAudioConvertJob(commandLine, out, err);
     case CommandLine::Job::kPreset:
         return runPresetJob(commandLine, out, err);
+    case CommandLine::Job::kRender:
+        return runRenderJob(commandLine, out, err);
     case CommandLine::Job::kMidiInfo:
         return runMidiInfoJob(commandLine, out, err);
     case CommandLine::Job::kInfo:

@@ -121,6 +121,26 @@ bool FDefaults::getString(const char8* key, String& value) const
     return values->getString(key, value);
 }
 
+bool FDefaults::getAttributes(const char8* key, FAttributes& value) const
+{
+    FAttrList* list = values->getList(key);
+    if (!list)
+        return false;
+    value.copyFrom(*list);
+    return true;
+}
+
+void FDefaults::setAttributes(const char8* key, const FAttributes& value)
+{
+    FAttrList* list = values->getList(key);
+    if (list && list->isEqual(&value))
+        return;
+    if (!list)
+        list = values->setList(key);
+    list->copyFrom(value);
+    markDirty();
+}
+
 void FDefaults::setString(const char8* key, const ConstString& value)
 {
     String old;

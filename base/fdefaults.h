@@ -43,6 +43,10 @@ public:
     void setFloat(const char8* key, double value);
     bool getString(const char8* key, String& value) const;
     void setString(const char8* key, const ConstString& value);
+    /** A group of attributes under one key, such as the switches of a filter; the store keeps
+        a copy. False, with `value` untouched, when there is none. */
+    bool getAttributes(const char8* key, FAttributes& value) const;
+    void setAttributes(const char8* key, const FAttributes& value);
     /** Stored as the 32-character text. */
     bool getFUID(const char8* key, FUID& value) const;
     void setFUID(const char8* key, const FUID& value);

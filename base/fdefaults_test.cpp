@@ -323,3 +323,38 @@ TEST_F(FDefaultsTest, SaveReportsWhyItFailed)
     EXPECT_EQ(problem.rfind("Defaults: ", 0), 0u) << problem;
     EXPECT_TRUE(pool.isDirty());
 }
+
+TEST_F(FDefaultsTest, AttributeGroupsSurviveTheFile)
+{
+    {
+        FDefaultPool pool(path);
+        FAttributes filter;
+        filter.setInt("filterStates", 0x2040);
+        filter.setInt("channelStates", 5);
+        FAttrList* list = filter.setList("Controllers");
+        list->appendInt("on", 123);
+        pool.lookup("Player")->setAttributes("MIDIFilter", filter);
+        EXPECT_TRUE(pool.isDirty());
+        std::string problem;
+        ASSERT_TRUE(pool.save(&problem)) << problem;
+        // The same content again changes nothing.
+        pool.lookup("Player")->setAttributes("MIDIFilter", filter);
+        EXPECT_FALSE(pool.isDirty());
+    }
+    FDefaultPool pool(path);
+    ASSERT_TRUE(pool.load());
+    FDefaults* player = pool.lookup("Player", 1, false);
+    ASSERT_NE(player, nullptr);
+    FAttributes read;
+    ASSERT_TRUE(player->getAttributes("MIDIFilter", read));
+    int64 value = 0;
+    ASSERT_TRUE(read.getInt("channelStates", value));
+    EXPECT_EQ(value, 5);
+    ASSERT_NE(read.getList("Controllers"), nullptr);
+    ASSERT_TRUE(read.getList("Controllers")->getIntAt(0, value));
+    EXPECT_EQ(value, 123);
+    FAttributes untouched;
+    untouched.setInt("keep", 1);
+    EXPECT_FALSE(player->getAttributes("Missing", untouched));
+    EXPECT_TRUE(untouched.contains("keep"));
+}

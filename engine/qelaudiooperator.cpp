@@ -1,6 +1,7 @@
 #include "engine/qelaudiooperator.h"
 
 #include "base/flock.h"
+#include "devices/ports/pportregistry.h"
 
 #include <algorithm>
 #include <bit>
@@ -48,7 +49,7 @@ String busName(IComponent* component, BusDirection direction, int32 index)
 
 } // namespace
 
-QelAudioOperator::QelAudioOperator() = default;
+QelAudioOperator::QelAudioOperator() : portRegistry(PPortRegistry::instance()) {}
 
 QelAudioOperator::~QelAudioOperator()
 {
@@ -352,8 +353,12 @@ void QelAudioOperator::updateBusses(BusDirection direction)
                     pinName.append("-");
                     pinName.append(speakerShortName(arrangement, channel));
                 }
-                bus->addPin(new QelBusPin(static_cast<IAudioOperator*>(this), pinName,
-                                          direction == kInput));
+                auto* pin =
+                    new QelBusPin(static_cast<IAudioOperator*>(this), pinName, direction == kInput);
+                bus->addPin(pin);
+                // Routing finds a pin by its unique name, as it finds a device's channel.
+                if (portRegistry)
+                    portRegistry->addPort(pin);
             }
         }
         pinCount += channels;

@@ -16,6 +16,8 @@
 
 namespace Quillmark
 {
+class PPortRegistry;
+
 namespace MiniEngine
 {
 
@@ -50,6 +52,10 @@ public:
     virtual bool initialize();
     /** Switches every bus off and frees the record's arrays. */
     virtual void terminate();
+
+    /** Where new pins are registered; the process-wide registry unless set (null: nowhere). */
+    void setPortRegistry(PPortRegistry* registry) { portRegistry = registry; }
+    PPortRegistry* getPortRegistry() const { return portRegistry; }
 
     tresult setOutputBusActive(int32 index, bool state);
     tresult setInputBusActive(int32 index, bool state);
@@ -97,6 +103,7 @@ protected:
     std::atomic<bool> active{false};
     std::atomic<bool> processing{false};
     std::string problem;
+    PPortRegistry* portRegistry;
 
 private:
     /** Switches a bus of either kind, with the plug-in inactive around the change. */

@@ -1,6 +1,7 @@
 #include "engine/qelslotoperator.h"
 
 #include "base/flock.h"
+#include "engine/midieventcollector.h"
 
 #include <algorithm>
 
@@ -40,6 +41,8 @@ QelSlotOperator::QelSlotOperator()
 QelSlotOperator::~QelSlotOperator()
 {
     setParamListener(nullptr);
+    if (midiCollector)
+        midiCollector->release();
     for (QelEventInput* input : eventInputs)
         input->release();
 }
@@ -187,6 +190,8 @@ bool QelSlotOperator::initialize()
     eventInput = eventBusses > 0;
     for (int32 i = 0; i < eventBusses; ++i)
         activateEventBus(kInput, i, true);
+    if (eventInput && !midiCollector && portRegistry)
+        midiCollector = new MidiSupport::MidiEventCollector(name, eventInputs, portRegistry);
     return true;
 }
 

@@ -19,6 +19,11 @@
 
 namespace Quillmark
 {
+namespace MidiSupport
+{
+class MidiEventCollector;
+}
+
 namespace MiniEngine
 {
 
@@ -55,6 +60,8 @@ public:
     /** The parameter mapped to a controller of `channel` on event bus 0, or -1. */
     int32 getMappedParameter(int32 channel, int32 controller) const;
     int32 countEventInputs() const { return int32(eventInputs.size()); }
+    /** The ports of the event inputs, made at initialize; null without event input. */
+    MidiSupport::MidiEventCollector* getMidiCollector() const { return midiCollector; }
     /** The MIDI side of event input bus `index`, or null; MIDI threads call its receive. */
     QelEventInput* getEventInput(int32 index) const;
 
@@ -103,6 +110,7 @@ protected:
     bool auxInputActive = false;
     std::atomic<bool> eventsSeen{false};
     double sampleRate = 44100.0;
+    MidiSupport::MidiEventCollector* midiCollector = nullptr; // owned
 
 private:
     std::atomic<IParamListener*> paramListener{nullptr};

@@ -15,6 +15,11 @@ MiditrackPlayer::~MiditrackPlayer()
         midiSong->release();
 }
 
+MiniTempoTrack* MiditrackPlayer::getTempoTrack() const
+{
+    return tempoTrack ? tempoTrack : MiniTempoTrack::instance();
+}
+
 void MiditrackPlayer::clear()
 {
     if (midiSong)
@@ -22,7 +27,7 @@ void MiditrackPlayer::clear()
         midiSong->release();
         midiSong = nullptr;
     }
-    if (MiniTempoTrack* tempo = MiniTempoTrack::instance())
+    if (MiniTempoTrack* tempo = getTempoTrack())
         tempo->clearMaps();
 }
 
@@ -37,7 +42,7 @@ bool MiditrackPlayer::load(const std::string& path)
     }
     clear();
     auto* song = new MidiSongData;
-    MidiSongReader reader(*song);
+    MidiSongReader reader(*song, getTempoTrack());
     bool complete = reader.readFile(stream);
     stream->release();
     if (!complete)
@@ -49,14 +54,14 @@ bool MiditrackPlayer::load(const std::string& path)
         return false;
     }
     midiSong = song;
-    if (MiniTempoTrack* tempo = MiniTempoTrack::instance())
+    if (MiniTempoTrack* tempo = getTempoTrack())
         tempo->applyFirstEvents();
     return true;
 }
 
 bool MiditrackPlayer::save(const std::string& path)
 {
-    MiniTempoTrack* tempo = MiniTempoTrack::instance();
+    MiniTempoTrack* tempo = getTempoTrack();
     if (!tempo)
         return false;
     FFileStream* stream = FFileStream::open(path.c_str(), "wb");

@@ -11,6 +11,8 @@
 namespace Quillmark
 {
 
+class MiniTempoTrack;
+
 class MiditrackPlayer : public EventPlayer
 {
 public:
@@ -31,6 +33,10 @@ public:
 
     MidiSongData* getSong() const { return midiSong; }
     MidiTrackData& getRecordedTrack() { return recordedTrack; }
+    /** The tempo track that a loaded song's tempo map goes to and a save reads; the
+        process-wide one unless set. Borrowed. */
+    void setTempoTrack(MiniTempoTrack* track) { tempoTrack = track; }
+    MiniTempoTrack* getTempoTrack() const;
     /** -1 plays every channel. */
     void setChannelFilter(int16 channel) { channelFilter = channel; }
     int16 getChannelFilter() const { return channelFilter; }
@@ -45,6 +51,7 @@ private:
     MidiTrackData recordedTrack;
     int16 channelFilter = -1;
     std::string loadError;
+    MiniTempoTrack* tempoTrack = nullptr;
 };
 
 } // namespace Quillmark

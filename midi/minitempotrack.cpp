@@ -36,15 +36,16 @@ double MiniTempoTrack::tempoFromEvent(const TempoChangeEvent& event) const
 
 void MiniTempoTrack::updateTempo()
 {
+    // The scale stretches the whole song alike, whichever tempo is in force.
     baseTempo = useTrackTempo ? trackTempo : fixedTempo;
-    context.tempo = baseTempo;
+    context.tempo = baseTempo * tempoScale;
 }
 
 void MiniTempoTrack::applyFirstEvents()
 {
     if (auto* tempo = static_cast<TempoChangeEvent*>(tempoEvents.getFirstEvent()))
     {
-        if (double bpm = tempoFromEvent(*tempo); bpm > 0)
+        if (double bpm = tempo->getBpm(); bpm > 0)
             trackTempo = bpm;
         updateTempo();
     }
@@ -58,7 +59,7 @@ void MiniTempoTrack::applyRange(double start, double end)
     {
         if (e->getTime() < start)
             continue;
-        if (double bpm = tempoFromEvent(*static_cast<TempoChangeEvent*>(e)); bpm > 0)
+        if (double bpm = static_cast<TempoChangeEvent*>(e)->getBpm(); bpm > 0)
             trackTempo = bpm;
         updateTempo();
     }
@@ -123,7 +124,7 @@ double MiniTempoTrack::getSeconds(double quarterNotes) const
     // Each stretch between two changes lasts its length at the tempo in force over it.
     double seconds = 0.0;
     double previous = 0.0;
-    double tempo = baseTempo;
+    double tempo = baseTempo * tempoScale;
     for (PEvent* e = tempoEvents.getFirstEvent(); e; e = e->getNextEvent())
     {
         double at = std::max(e->getTime(), 0.0);
@@ -155,6 +156,7 @@ void MiniTempoTrack::setTempoScale(double factor)
 {
     if (factor > 0)
         tempoScale = factor;
+    updateTempo();
 }
 
 void MiniTempoTrack::raiseSongLength(double position)

@@ -45,6 +45,10 @@ public:
         that was reached, which snapping may have changed. */
     double seek(double ratio);
 
+    /** Where the transport stands as a fraction of the song's length, 0 when it is unknown. */
+    double getSongPositionRatio() const { return songPositionRatio; }
+    void setSongPositionRatio(double ratio) { songPositionRatio = ratio; }
+
     /** Seconds from the song's start to `quarterNotes`, through the tempo changes when the
         song's tempo is followed. */
     double getSeconds(double quarterNotes) const;
@@ -54,6 +58,8 @@ public:
     void setFixedTempo(double bpm);
     double getFixedTempo() const { return fixedTempo; }
     double getSongTempo() const { return trackTempo; }
+    /** The song's or the fixed tempo, whichever is in force, before the scale. */
+    double getBaseTempo() const { return baseTempo; }
     void setFollowSong(bool state);
     bool getFollowSong() const { return useTrackTempo; }
     void setTempoScale(double factor);

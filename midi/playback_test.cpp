@@ -310,8 +310,10 @@ TEST(MiniTempoTrack, PositionsBarsAndSeconds)
     tempo.setFollowSong(true);
     EXPECT_DOUBLE_EQ(tempo.getSeconds(8.0), 3.0);
     EXPECT_DOUBLE_EQ(tempo.getSeconds(2.0), 1.0);
+    // The scale stretches the start of the song as much as its changes.
     tempo.setTempoScale(2.0);
-    EXPECT_DOUBLE_EQ(tempo.getSeconds(8.0), 2.0 + 0.5);
+    EXPECT_DOUBLE_EQ(tempo.getTempo(), 240.0);
+    EXPECT_DOUBLE_EQ(tempo.getSeconds(8.0), 1.0 + 0.5);
 
     // Changes take effect in the block that holds them.
     tempo.setTempoScale(1.0);

@@ -62,6 +62,19 @@ inline constexpr const char* kQelToneModule = "QelTone.so";
 inline constexpr QelUid kQelToneCid{0xE27A2F72, 0x8011269B, 0x042462D8, 0xC0BE0F4A};
 inline constexpr const char* kQelToneName = "Qel Tone";
 
+// QelMetronome.so (IPluginFactory3, kUnicode): "Metronome", a click on every beat of the host's
+// transport, its own edit controller, one stereo output. The host's player finds it by name.
+inline constexpr const char* kMetronomeModule = "QelMetronome.so";
+inline constexpr QelUid kMetronomeCid{0x80DB97DB, 0xAFEF4EE5, 0xB18B578E, 0x9F4B45B1};
+inline constexpr const char* kMetronomeName = "Metronome";
+// Its parameters; the id is also the index.
+inline constexpr uint32 kMetronomeEnableParamId = 0;   // "Enable": Off, On
+inline constexpr uint32 kMetronomeBypassParamId = 1;   // "Bypass", the bypass flag
+inline constexpr uint32 kMetronomeAccentParamId = 2;   // "Accent": the first beat of a bar
+inline constexpr uint32 kMetronomePlayModeParamId = 3; // "Play Mode": Always, Count In
+inline constexpr uint32 kMetronomeVolumeParamId = 4;   // "Volume", %
+inline constexpr int kMetronomeParameterCount = 5;
+
 // Fixtures without any class the host could register.
 inline constexpr const char* kNoEntryModule = "fx_no_entry.so";
 inline constexpr const char* kNullFactoryModule = "fx_null_factory.so";
