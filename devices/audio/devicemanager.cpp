@@ -1,5 +1,6 @@
 #include "devices/audio/devicemanager.h"
 
+#include "devices/audio/jackaudiodriver.h"
 #include "devices/audio/nullaudiodriver.h"
 
 #include "base/fobject.h"
@@ -285,6 +286,7 @@ std::vector<std::unique_ptr<AudioDriver>> DeviceManager::systemDrivers()
 {
     std::vector<std::unique_ptr<AudioDriver>> list;
     list.push_back(std::make_unique<NullAudioDriver>());
+    list.push_back(std::make_unique<JackAudioDriver>());
     return list;
 }
 
