@@ -1,5 +1,6 @@
 #include "devices/audio/devicemanager.h"
 
+#include "devices/audio/alsaaudiodriver.h"
 #include "devices/audio/jackaudiodriver.h"
 #include "devices/audio/nullaudiodriver.h"
 
@@ -165,6 +166,12 @@ IDevice* DeviceManager::openDevice(const char8* identifier, char8* errorText, in
 {
     const std::string wanted = identifier ? identifier : "";
     AudioDriver* driver = findDriver(wanted);
+    if (!driver && openDevices.empty())
+    {
+        // A card that was away is back in the system's list only after a new look at it.
+        rescanDrivers();
+        driver = findDriver(wanted);
+    }
     if (!driver)
     {
         writeError(errorText, errorSize, "No audio driver named \"" + wanted + "\".");
@@ -287,6 +294,8 @@ std::vector<std::unique_ptr<AudioDriver>> DeviceManager::systemDrivers()
     std::vector<std::unique_ptr<AudioDriver>> list;
     list.push_back(std::make_unique<NullAudioDriver>());
     list.push_back(std::make_unique<JackAudioDriver>());
+    for (auto& card : AlsaAudioDriver::listCards())
+        list.push_back(std::move(card));
     return list;
 }
 
