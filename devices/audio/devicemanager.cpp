@@ -32,7 +32,7 @@ void writeError(char8* errorText, int32 errorSize, const std::string& text)
 }
 } // namespace
 
-DeviceManager::DeviceManager()
+DeviceManager::DeviceManager() : systemList(true)
 {
     setDrivers(systemDrivers());
 }
@@ -98,7 +98,8 @@ void DeviceManager::setDrivers(std::vector<std::unique_ptr<AudioDriver>> list)
 
 void DeviceManager::rescanDrivers()
 {
-    setDrivers(systemDrivers());
+    if (systemList)
+        setDrivers(systemDrivers());
 }
 
 void DeviceManager::terminate()
