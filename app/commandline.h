@@ -28,6 +28,7 @@ struct CommandLine
         kAudioInfo,
         kAudioConvert,
         kPreset,
+        kListDevices, // the audio drivers and their ports
     };
 
     Job job = Job::kNone;
