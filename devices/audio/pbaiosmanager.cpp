@@ -333,6 +333,7 @@ PBaiosDevice* PBaiosManager::selectDevice(const char8* identifier, String& error
                 }
             }
             finishChange();
+            updateReturnTimer();
             return nullptr;
         }
         if (old)
