@@ -158,7 +158,10 @@ void AlsaPcmDevice::close()
 
 void AlsaPcmDevice::threadMain()
 {
-    enterRealtime();
+    // A stream without hardware never waits in its writes; in the real-time class its loop
+    // would hold a processor to itself.
+    if (snd_pcm_type(pcm) != SND_PCM_TYPE_NULL)
+        enterRealtime();
     const int32 frames = blockSize;
     while (!stopRequested.load(std::memory_order_relaxed))
     {
