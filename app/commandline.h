@@ -62,6 +62,7 @@ struct CommandLine
         kAudioConvert,
         kPreset,
         kRender,
+        kListDevices, // the audio drivers and their ports
     };
 
     Job job = Job::kNone;
