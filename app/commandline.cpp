@@ -214,6 +214,8 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
         }
         else if (argument == "--midi-info")
             setJob(Job::kMidiInfo, argument);
+        else if (argument == "--list-devices")
+            setJob(Job::kListDevices, argument);
         else if (argument == "--class")
         {
             belongsToTree(argument);
@@ -398,6 +400,7 @@ void printUsage(std::ostream& out)
            "                          [--generic] [--config-dir DIR]\n"
            "       Qel3PluginTestHost (--enable PATH | --disable PATH)... [MODULE-OR-FOLDER...]\n"
            "                          [--config-dir DIR]\n"
+           "       Qel3PluginTestHost --list-devices\n"
            "       Qel3PluginTestHost --midi-info FILE...\n"
            "       Qel3PluginTestHost --audio-info FILE...\n"
            "       Qel3PluginTestHost --audio-convert IN OUT [--sample-format int|float]\n"
@@ -474,6 +477,9 @@ void printUsage(std::ostream& out)
            "  --enable PATH, --disable PATH\n"
            "                     switch a node of the tree on or off in TestSettings.bin, for\n"
            "                     the runs that follow; may be repeated\n"
+           "  --list-devices     open each audio driver once and print its name, sample\n"
+           "                     rate and block size (or \"unavailable\" and why), then one\n"
+           "                     line per port: direction, name, unique name (tab-separated)\n"
            "  --midi-info        print what the host reads from each Standard MIDI File:\n"
            "                     format, division, song name, tempo and signature maps,\n"
            "                     and per track its name and events (position in quarter\n"

@@ -63,6 +63,7 @@ struct CommandLine
         kPreset,
         kCheckRealtime, // --check-realtime: render one class and check it for real-time faults
         kRender,
+        kListDevices, // the audio drivers and their ports
     };
 
     Job job = Job::kNone;

@@ -3,6 +3,7 @@
 #include "app/audiofilejob.h"
 #include "app/commandline.h"
 #include "app/infojob.h"
+#include "app/listdevicesjob.h"
 #include "app/listjob.h"
 #include "app/midiinfojob.h"
 #include "app/presetjob.h"
@@ -53,6 +54,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runInfoJob(commandLine, out, err);
     case CommandLine::Job::kCheckRealtime:
         return runRealtimeCheckJob(commandLine, out, err);
+    case CommandLine::Job::kListDevices:
+        return runListDevicesJob(commandLine, out, err);
     case CommandLine::Job::kTestSettings:
         return runTestSettingsJob(commandLine, out, err);
     case CommandLine::Job::kNone:

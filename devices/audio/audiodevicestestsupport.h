@@ -6,6 +6,7 @@
 #include "base/fmainloop.h"
 #include "base/fmessage.h"
 #include "base/testsupport.h"
+#include "devices/audio/alsaaudiodriver.h"
 #include "devices/audio/devicemanager.h"
 #include "devices/audio/nullaudiodriver.h"
 #include "devices/audio/pbaiosmanager.h"

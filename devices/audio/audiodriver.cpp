@@ -36,11 +36,65 @@ uint32 DriverPort::release()
     return uint32(count);
 }
 
-DriverDevice::DriverDevice(std::string identifier) : identifier(std::move(identifier)) {}
+DriverDevice::DriverDevice(std::string identifier) : identifier(std::move(identifier))
+{
+    sem_init(&notifierWake, 0, 0);
+}
 
 DriverDevice::~DriverDevice()
 {
+    stopNotifier();
+    sem_destroy(&notifierWake);
     removeAllPorts();
+}
+
+void DriverDevice::raise(uint32 pending)
+{
+    if (pending & kOverload)
+        overloads.fetch_add(1, std::memory_order_relaxed);
+    pendingReports.fetch_or(pending, std::memory_order_acq_rel);
+    sem_post(&notifierWake);
+}
+
+void DriverDevice::startNotifier()
+{
+    if (notifier.joinable())
+        return;
+    notifierQuit.store(false);
+    notifier = std::thread(
+        [this]
+        {
+            static constexpr struct
+            {
+                uint32 bit;
+                const char8* message;
+            } kReports[] = {{kOverload, "overloadDetected"},
+                            {kLatencyChanged, "latencyChanged"},
+                            {kRateChanged, "sampleRateChanged"},
+                            {kSizeChanged, "blockSizeChanged"},
+                            {kRemoved, "deviceWasRemoved"}};
+            while (true)
+            {
+                while (sem_wait(&notifierWake) != 0)
+                {
+                }
+                const uint32 pending = pendingReports.exchange(0, std::memory_order_acq_rel);
+                for (const auto& report : kReports)
+                    if (pending & report.bit)
+                        sendMessage(report.message);
+                if (notifierQuit.load())
+                    return;
+            }
+        });
+}
+
+void DriverDevice::stopNotifier()
+{
+    if (!notifier.joinable())
+        return;
+    notifierQuit.store(true);
+    sem_post(&notifierWake);
+    notifier.join();
 }
 
 tresult DriverDevice::queryInterface(const TUID iid, void** obj)

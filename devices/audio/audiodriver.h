@@ -8,7 +8,9 @@
 
 #include <atomic>
 #include <memory>
+#include <semaphore.h>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Quillmark::Baios
@@ -100,8 +102,27 @@ public:
     /** Passes a message to the manager's handler, if there is one; never on the render path. */
     void sendMessage(const char8* message);
 
+    /** What a driver thread may report without allocating or blocking; the notifier thread
+        turns each into a message. */
+    enum Pending : uint32
+    {
+        kOverload = 1u << 0,       // "overloadDetected"
+        kLatencyChanged = 1u << 1, // "latencyChanged"
+        kRateChanged = 1u << 2,    // "sampleRateChanged"
+        kSizeChanged = 1u << 3,    // "blockSizeChanged"
+        kRemoved = 1u << 4,        // "deviceWasRemoved"
+    };
+    /** Any thread, the rendering one included: never allocates, never blocks. */
+    void raise(uint32 pending);
+    /** Overloads reported since the device was opened. */
+    int64 getOverloadCount() const { return overloads.load(std::memory_order_relaxed); }
+
 protected:
     virtual ~DriverDevice();
+
+    /** The thread that delivers raised reports; runs from open to close. */
+    void startNotifier();
+    void stopNotifier();
 
     /** Zeroes `numSamples` of every playback port, then calls the processor once. On the driver's
         thread: nothing here allocates or blocks. */
@@ -127,6 +148,11 @@ private:
     int32 deviceIndex = -1;
     int64 samplePosition = 0;
     std::atomic<int64> blocksRendered{0};
+    std::atomic<int64> overloads{0};
+    std::atomic<uint32> pendingReports{0};
+    std::atomic<bool> notifierQuit{false};
+    sem_t notifierWake;
+    std::thread notifier;
 };
 
 /** One entry of the driver list. */

@@ -1,5 +1,7 @@
 #include "devices/audio/devicemanager.h"
 
+#include "devices/audio/alsaaudiodriver.h"
+#include "devices/audio/jackaudiodriver.h"
 #include "devices/audio/nullaudiodriver.h"
 
 #include "base/fobject.h"
@@ -30,7 +32,7 @@ void writeError(char8* errorText, int32 errorSize, const std::string& text)
 }
 } // namespace
 
-DeviceManager::DeviceManager()
+DeviceManager::DeviceManager() : systemList(true)
 {
     setDrivers(systemDrivers());
 }
@@ -96,7 +98,8 @@ void DeviceManager::setDrivers(std::vector<std::unique_ptr<AudioDriver>> list)
 
 void DeviceManager::rescanDrivers()
 {
-    setDrivers(systemDrivers());
+    if (systemList)
+        setDrivers(systemDrivers());
 }
 
 void DeviceManager::terminate()
@@ -164,6 +167,12 @@ IDevice* DeviceManager::openDevice(const char8* identifier, char8* errorText, in
 {
     const std::string wanted = identifier ? identifier : "";
     AudioDriver* driver = findDriver(wanted);
+    if (!driver && openDevices.empty())
+    {
+        // A card that was away is back in the system's list only after a new look at it.
+        rescanDrivers();
+        driver = findDriver(wanted);
+    }
     if (!driver)
     {
         writeError(errorText, errorSize, "No audio driver named \"" + wanted + "\".");
@@ -285,6 +294,9 @@ std::vector<std::unique_ptr<AudioDriver>> DeviceManager::systemDrivers()
 {
     std::vector<std::unique_ptr<AudioDriver>> list;
     list.push_back(std::make_unique<NullAudioDriver>());
+    list.push_back(std::make_unique<JackAudioDriver>());
+    for (auto& card : AlsaAudioDriver::listCards())
+        list.push_back(std::move(card));
     return list;
 }
 

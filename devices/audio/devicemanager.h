@@ -65,7 +65,8 @@ public:
     /** The drivers that can be opened by identifier without being listed (the offline Null
         driver). */
     int32 countHiddenDrivers() const { return int32(hiddenDrivers.size()); }
-    /** Builds the list again, for cards or servers that came or went; open devices stay. */
+    /** Builds the system's list again, for cards that came or went; open devices stay. A
+        manager made with a list of its own keeps it. */
     void rescanDrivers();
 
 private:
@@ -93,6 +94,7 @@ private:
     int32 processLevel = 0;
     bool started = false;
     bool monitoring = false;
+    bool systemList = false;
 };
 
 } // namespace Quillmark::Baios

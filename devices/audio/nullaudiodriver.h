@@ -12,9 +12,23 @@
 //     device->runBlocks(1000);                            // on the calling thread
 //     device->release();
 //
-// Through the manager, open the identifier kOfflineIdentifier; NullAudioDevice::fromDevice gives
-// the device back from the Baios::IDevice, and its thread, once started, runs until stopped or
-// until setBlockLimit's count is reached (waitUntilFinished waits for that).
+// Through the manager and the handler, as the program renders its graph to a file:
+//
+//     String error;
+//     PBaiosDevice* device = manager->selectDevice(NullAudioDevice::kOfflineIdentifier, error);
+//     BaiosHandler::create(graph, manager, preferences);   // sets the graph up, 48 kHz, 256
+//     graph->resume();                                     // the device is not started, so
+//     graph->setProcessing(true);                          // the caller starts the graph
+//     auto* offline = NullAudioDevice::fromDevice(device->getDriver());
+//     offline->setBlockObserver(...);                      // the playback channels, per block
+//     offline->runBlocks(count);
+//
+// Another rate or block size: manager->setSampleRate(rate), offline->setBlockSize(size), then
+// deliver the main loop's messages (FMainLoop::instance()->dispatchDue()), through which the
+// handler sets the graph up again, before rendering.
+//
+// A started offline device instead renders on its own thread until stopped, or until the count
+// given to setBlockLimit is reached (waitUntilFinished waits for that).
 #pragma once
 
 #include "devices/audio/audiodriver.h"

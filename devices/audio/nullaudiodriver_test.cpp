@@ -1,6 +1,7 @@
 #include "devices/audio/nullaudiodriver.h"
 
 #include "base/fobject.h"
+#include "base/platform/threads.h"
 #include "base/testsupport.h"
 
 #include <gtest/gtest.h>
@@ -38,6 +39,13 @@ public:
         if (blocks < int32(positions.size()))
             positions[size_t(blocks)] = record.samplePosition;
         lastRate = record.sampleRate;
+        int policy = 0;
+        sched_param param{};
+        if (pthread_getschedparam(pthread_self(), &policy, &param) == 0)
+        {
+            schedulingPolicy.store(policy);
+            schedulingPriority.store(param.sched_priority);
+        }
         lastSize = record.numSamples;
         ++blocks;
     }
@@ -47,6 +55,8 @@ public:
     std::atomic<int32> blocks{0};
     double lastRate = 0.0;
     int32 lastSize = 0;
+    std::atomic<int> schedulingPolicy{-1};
+    std::atomic<int> schedulingPriority{-1};
 };
 
 /** Remembers the messages of the device. */
@@ -168,6 +178,33 @@ TEST(NullAudioDevice, PlaysInRealTime)
     EXPECT_GE(seconds, 0.8 * expected) << "the Null driver ran faster than the clock";
     EXPECT_LE(seconds, 10.0 * expected) << "the Null driver fell far behind the clock";
     device->release();
+}
+
+TEST(NullAudioDevice, DriverThreadAsksForRealTimeAndPlaysEitherWay)
+{
+    for (int32 level : {0, 1})
+    {
+        auto* device = new NullAudioDevice(NullAudioDevice::kRealtime, 48000.0, 64);
+        device->setProcessLevel(level);
+        RampProcessor processor(device);
+        device->setProcessor(&processor);
+        device->setBlockLimit(20);
+        std::string error;
+        ASSERT_TRUE(device->start(error));
+        ASSERT_TRUE(device->waitUntilFinished(30000));
+        device->stop();
+        EXPECT_EQ(processor.blocks.load(), 20) << "a refusal changes nothing else";
+        if (platform::RealtimeThreadClass::isRefused())
+            EXPECT_EQ(processor.schedulingPolicy.load(), SCHED_OTHER);
+        else
+        {
+            EXPECT_EQ(processor.schedulingPolicy.load(), SCHED_FIFO);
+            EXPECT_EQ(processor.schedulingPriority.load(),
+                      level > 0 ? platform::RealtimeThreadClass::kHighPriority
+                                : platform::RealtimeThreadClass::kNormalPriority);
+        }
+        device->release();
+    }
 }
 
 TEST(NullAudioDevice, RateAndSizeChangesRestartAndReport)

@@ -333,11 +333,28 @@ PBaiosDevice* PBaiosManager::selectDevice(const char8* identifier, String& error
                 }
             }
             finishChange();
+            updateReturnTimer();
             return nullptr;
         }
         if (old)
         {
-            PPortRegistry::moveConnections(old->getPorts(), result->getPorts());
+            // Sinks pair with sinks and sources with sources.
+            auto sinks = [](PBaiosDevice* device)
+            {
+                std::vector<PPort*> list;
+                for (int32 i = 0; i < device->countInputs(); ++i)
+                    list.push_back(device->getInput(i));
+                return list;
+            };
+            auto sources = [](PBaiosDevice* device)
+            {
+                std::vector<PPort*> list;
+                for (int32 i = 0; i < device->countOutputs(); ++i)
+                    list.push_back(device->getOutput(i));
+                return list;
+            };
+            PPortRegistry::moveConnections(sinks(old), sinks(result));
+            PPortRegistry::moveConnections(sources(old), sources(result));
             removeDevice(old);
         }
         addDevice(result);

@@ -145,7 +145,7 @@ private:
 
     MessageForwarder* managerHandler = nullptr;
     Baios::IDeviceManager* deviceManager = nullptr; // one reference
-    FUnknown* factory = nullptr;                    // not owned: the description it came from
+    FUnknown* factory = nullptr;                    // not owned: the registry entry it came from
     BaiosHandler* handler = nullptr;                // not owned
     bool started = false;
     bool inControlPanel = false;

@@ -125,6 +125,10 @@ TEST_F(Manager, SwitchingDriversMovesTheConnections)
     String error;
     ASSERT_NE(manager->selectDevice(Baios::NullAudioDevice::kIdentifier, error), nullptr);
     connectPeers();
+    // A recorder on the second capture channel: sources move to sources only.
+    PPort* recorder = new PPort(nullptr, "Rec", "audio", "virtual", PPort::kInputPin);
+    peers.push_back(recorder);
+    ASSERT_TRUE(recorder->connect(manager->getDevice(0)->getOutput(1)));
     PBaiosDevice* offline =
         manager->selectDevice(Baios::NullAudioDevice::kOfflineIdentifier, error);
     ASSERT_NE(offline, nullptr) << error.toUtf8();
@@ -133,6 +137,8 @@ TEST_F(Manager, SwitchingDriversMovesTheConnections)
     EXPECT_TRUE(peers[0]->isConnectedTo(offline->getPlaybackPort(0)));
     EXPECT_TRUE(peers[1]->isConnectedTo(offline->getPlaybackPort(1)));
     EXPECT_EQ(peers[0]->getConnectionCount(), 1);
+    EXPECT_TRUE(recorder->isConnectedTo(offline->getOutput(1)));
+    EXPECT_EQ(recorder->getConnectionCount(), 1);
     EXPECT_EQ(portOf("Null Audio Driver", "Out 1"), nullptr) << "the old device is gone";
     EXPECT_EQ(ports->getAliasCount(), 0) << "nothing had to wait on an alias";
     EXPECT_EQ(manager->getDeviceManager()->getOpenDeviceCount(), 1);

@@ -1,0 +1,43 @@
+#include "app/listdevicesjob.h"
+
+#include "app/commandline.h"
+#include "devices/audio/devicelisting.h"
+#include "devices/audio/devicemanager.h"
+#include "devices/audio/pbaiosmanager.h"
+#include "devices/ports/pportregistry.h"
+#include "hosting/fcomponentregistry.h"
+
+#include <ostream>
+
+namespace Quillmark
+{
+
+int runListDevicesJob(const CommandLine&, std::ostream& out, std::ostream& err)
+{
+    // The device library is found the way the program finds it at start-up: as the compiled-in
+    // class of category "Baios" in the class registry.
+    auto* classes = new FComponentRegistry;
+    Baios::DeviceManager::registerClass(*classes);
+    auto* ports = new PPortRegistry;
+    auto* manager = new PBaiosManager(ports, nullptr);
+    int result = kExitOk;
+    if (!manager->initialize(classes))
+    {
+        err << "Qel3PluginTestHost: " << PBaiosManager::kFailedText << "\n";
+        result = kExitFailure;
+    }
+    else
+    {
+        out << "Audio drivers:\n";
+        printAudioDevices(*manager, out);
+        // The MIDI inputs and outputs follow here, in the same form, once the MIDI drivers
+        // are part of the program.
+    }
+    manager->terminate();
+    manager->release();
+    ports->release();
+    classes->release();
+    return result;
+}
+
+} // namespace Quillmark
