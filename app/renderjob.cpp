@@ -18,6 +18,7 @@
 #include "engine/qelrack.h"
 #include "engine/qelslot.h"
 #include "engine/qelslotoperator.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/qeleditcontroller.h"
 #include "midi/minitempotrack.h"
@@ -48,30 +49,6 @@ struct ReleaseObject
     }
 };
 template <class T> using Owned = std::unique_ptr<T, ReleaseObject>;
-
-std::string upper(std::string text)
-{
-    for (char& c : text)
-        c = char(std::toupper(static_cast<unsigned char>(c)));
-    return text;
-}
-
-/** The class of that name or identifier (plain or registry form), or null. */
-FComponentDescription* findClass(FComponentRegistry& registry, const std::string& nameOrCid)
-{
-    const std::string wanted = upper(nameOrCid);
-    for (int32 index = 0; index < registry.countDescriptions(); ++index)
-    {
-        FComponentDescription* description = registry.getDescription(index);
-        if (!FCast<FPluginComponent>(description))
-            continue;
-        const FUID& cid = description->getCid();
-        if (description->getName().toUtf8() == nameOrCid || cid.toString() == wanted ||
-            cid.toRegistryString() == wanted)
-            return description;
-    }
-    return nullptr;
-}
 
 /** The sample rate of an audio file, 0 when it cannot be read. */
 double fileSampleRate(const std::string& path)
@@ -193,10 +170,11 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
                         options.configFolder.empty() ? commandLine.configFolder
                                                      : options.configFolder);
     session.scan(options.folders);
-    FComponentDescription* description = findClass(session.getRegistry(), options.className);
+    FComponentDescription* description =
+        findAudioModuleClass(session.getRegistry(), options.className);
     if (!description)
     {
-        err << kProgram << "no class named " << options.className << "\n";
+        err << noClassFoundText(options.className);
         return kExitUsage;
     }
 

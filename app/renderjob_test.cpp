@@ -203,7 +203,7 @@ TEST_F(Render, BadInputChangesNothingAndSaysWhy)
     run = render(
         {"--class", "No Such Plug-in", "--input", "sine", "--seconds", "1", "--output", out});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("no class named No Such Plug-in"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("no class found named No Such Plug-in"), std::string::npos) << run.err;
     run = render({"--class", "Qel Gain", "--input", "sine", "--output", out});
     EXPECT_EQ(run.status, 2);
     EXPECT_NE(run.err.find("needs --seconds"), std::string::npos) << run.err;
