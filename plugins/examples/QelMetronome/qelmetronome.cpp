@@ -1,7 +1,5 @@
 #include "qelmetronome.h"
 
-#include "common/statestream.h"
-
 #include <cmath>
 #include <numbers>
 
@@ -60,66 +58,12 @@ constexpr UnitSpec kUnits[] = {
     {.id = kRootUnitId, .parentId = kNoParentUnitId, .name = u"Root"},
 };
 
-// The state: tag "QMet", version, then every normalized value. Little-endian.
-constexpr uint32 kStateTag = stateTag("QMet");
-constexpr int32 kStateVersion = 1;
-
-bool readState(IBStream* stream, std::array<ParamValue, Metronome::kParameterCount>& result)
-{
-    StateReader reader(stream);
-    if (reader.readUInt32() != kStateTag || reader.readInt32() != kStateVersion)
-        return false;
-    for (ParamValue& value : result)
-    {
-        value = reader.readDouble();
-        if (!(value >= 0.0 && value <= 1.0))
-            return false;
-    }
-    return reader.ok();
-}
-
 } // namespace
 
-QelMetronome::QelMetronome()
+QelMetronome::QelMetronome() : UnitedValuesBase(stateTag("QMet"), kParameters)
 {
     busses.addAudio(kOutput, u"Click", SpeakerArr::kStereo);
-    parameters = ParameterList(kParameters);
     units = UnitTable(kUnits, {});
-    for (const ParameterSpec& parameter : kParameters)
-        values[parameter.id].store(parameter.defaultNormalized());
-}
-
-tresult QelMetronome::setState(IBStream* state)
-{
-    std::array<ParamValue, Metronome::kParameterCount> loaded;
-    if (!readState(state, loaded))
-        return kResultFalse;
-    for (ParamID id = 0; id < Metronome::kParameterCount; ++id)
-    {
-        values[id].store(loaded[id]);
-        parameters.set(id, loaded[id]);
-    }
-    return kResultOk;
-}
-
-tresult QelMetronome::getState(IBStream* state)
-{
-    StateWriter writer(state);
-    writer.writeUInt32(kStateTag);
-    writer.writeInt32(kStateVersion);
-    for (ParamID id = 0; id < Metronome::kParameterCount; ++id)
-        writer.writeDouble(value(id));
-    return writer.ok() ? kResultOk : kResultFalse;
-}
-
-tresult QelMetronome::setComponentState(IBStream* state)
-{
-    std::array<ParamValue, Metronome::kParameterCount> loaded;
-    if (!readState(state, loaded))
-        return kResultFalse;
-    for (ParamID id = 0; id < Metronome::kParameterCount; ++id)
-        parameters.set(id, loaded[id]);
-    return kResultOk;
 }
 
 tresult QelMetronome::activeChanged(bool)

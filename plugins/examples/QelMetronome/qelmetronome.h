@@ -4,9 +4,9 @@
 // process runs on the audio thread and reads only the process context.
 #pragma once
 
-#include "common/controllerbase.h"
 #include "common/exampleids.h"
 #include "common/processhelpers.h"
+#include "common/unitedvaluesbase.h"
 
 #include <array>
 #include <atomic>
@@ -31,7 +31,7 @@ enum : ParamID
 };
 } // namespace Metronome
 
-class QelMetronome : public UnitedBase<>
+class QelMetronome : public UnitedValuesBase<Metronome::kParameterCount>
 {
 public:
     /** A click lasts this long and starts at this pitch; an accented one is higher. */
@@ -41,16 +41,8 @@ public:
 
     QelMetronome();
 
-    // IComponent
-    tresult getControllerClassId(TUID classId) override { return kResultFalse; }
-    tresult setState(IBStream* state) override;
-    tresult getState(IBStream* state) override;
-
     // IAudioProcessor
     tresult process(ProcessData& data) override;
-
-    // IEditController
-    tresult setComponentState(IBStream* state) override;
 
 protected:
     tresult activeChanged(bool state) override;
@@ -60,9 +52,7 @@ private:
     int32 findBeats(const ProcessContext& context, int32 numSamples, int32* offsets, bool* accents,
                     int32 capacity) const;
     bool sounds(const ProcessContext* context) const;
-    ParamValue value(ParamID id) const { return values[id].load(std::memory_order_relaxed); }
 
-    std::array<std::atomic<ParamValue>, Metronome::kParameterCount> values;
     BlockAutomation<Metronome::kParameterCount> automation{
         {Metronome::kEnableId, Metronome::kBypassId, Metronome::kAccentId, Metronome::kPlayModeId,
          Metronome::kVolumeId}};

@@ -1,7 +1,5 @@
 #include "qeltone.h"
 
-#include "common/statestream.h"
-
 #include <cmath>
 #include <numbers>
 
@@ -38,66 +36,12 @@ constexpr UnitSpec kUnits[] = {
     {.id = kRootUnitId, .parentId = kNoParentUnitId, .name = u"Root"},
 };
 
-// The state: tag "QTon", version, then both normalized values. Little-endian.
-constexpr uint32 kStateTag = stateTag("QTon");
-constexpr int32 kStateVersion = 1;
-
-bool readState(IBStream* stream, std::array<ParamValue, Tone::kParameterCount>& result)
-{
-    StateReader reader(stream);
-    if (reader.readUInt32() != kStateTag || reader.readInt32() != kStateVersion)
-        return false;
-    for (ParamValue& value : result)
-    {
-        value = reader.readDouble();
-        if (!(value >= 0.0 && value <= 1.0))
-            return false;
-    }
-    return reader.ok();
-}
-
 } // namespace
 
-QelTone::QelTone()
+QelTone::QelTone() : UnitedValuesBase(stateTag("QTon"), kParameters)
 {
     busses.addAudio(kOutput, u"Tone Out", SpeakerArr::kStereo);
-    parameters = ParameterList(kParameters);
     units = UnitTable(kUnits, {});
-    for (const ParameterSpec& parameter : kParameters)
-        values[parameter.id].store(parameter.defaultNormalized());
-}
-
-tresult QelTone::setState(IBStream* state)
-{
-    std::array<ParamValue, Tone::kParameterCount> loaded;
-    if (!readState(state, loaded))
-        return kResultFalse;
-    for (ParamID id = 0; id < Tone::kParameterCount; ++id)
-    {
-        values[id].store(loaded[id]);
-        parameters.set(id, loaded[id]);
-    }
-    return kResultOk;
-}
-
-tresult QelTone::getState(IBStream* state)
-{
-    StateWriter writer(state);
-    writer.writeUInt32(kStateTag);
-    writer.writeInt32(kStateVersion);
-    for (ParamID id = 0; id < Tone::kParameterCount; ++id)
-        writer.writeDouble(value(id));
-    return writer.ok() ? kResultOk : kResultFalse;
-}
-
-tresult QelTone::setComponentState(IBStream* state)
-{
-    std::array<ParamValue, Tone::kParameterCount> loaded;
-    if (!readState(state, loaded))
-        return kResultFalse;
-    for (ParamID id = 0; id < Tone::kParameterCount; ++id)
-        parameters.set(id, loaded[id]);
-    return kResultOk;
 }
 
 tresult QelTone::activeChanged(bool)

@@ -3,8 +3,8 @@
 // tail is infinite. The host owns it by reference; process runs on the audio thread.
 #pragma once
 
-#include "common/controllerbase.h"
 #include "common/processhelpers.h"
+#include "common/unitedvaluesbase.h"
 
 #include <array>
 #include <atomic>
@@ -26,32 +26,22 @@ enum : ParamID
 };
 } // namespace Tone
 
-class QelTone : public UnitedBase<>
+class QelTone : public UnitedValuesBase<Tone::kParameterCount>
 {
 public:
     QelTone();
-
-    // IComponent
-    tresult getControllerClassId(TUID classId) override { return kResultFalse; }
-    tresult setState(IBStream* state) override;
-    tresult getState(IBStream* state) override;
 
     // IAudioProcessor
     tresult process(ProcessData& data) override;
     /** A generator sounds for ever once it runs. */
     uint32 getTailSamples() override { return kInfiniteTail; }
 
-    // IEditController
-    tresult setComponentState(IBStream* state) override;
-
 protected:
     tresult activeChanged(bool state) override;
 
 private:
     template <class Sample> void render(ProcessData& data, int32 start, int32 end);
-    ParamValue value(ParamID id) const { return values[id].load(std::memory_order_relaxed); }
 
-    std::array<std::atomic<ParamValue>, Tone::kParameterCount> values;
     BlockAutomation<Tone::kParameterCount> automation{{Tone::kFrequencyId, Tone::kLevelId}};
     double phase = 0.0; // in cycles, 0 to 1
 };
