@@ -276,13 +276,16 @@ bool OfflineRender::run(const RenderPlan& plan, RenderObserver& observer, std::s
                 {
                     const int64 start = block * format.blockSize;
                     const int64 end = start + format.blockSize;
-                    // A move lands at a random sample; the engine's queues carry one value per
-                    // block, so it takes effect with the block that holds that sample.
+                    // A move lands at a random sample of the block: the engine's queue brings
+                    // the value, and the watch hands it to the plug-in at that sample.
                     for (size_t i = 0; i < values.size(); ++i)
                         if (random.uniform() < moveChance)
                         {
                             values[i] = random.uniform();
-                            slot->queueParameter(int32(parameters[i].id), values[i]);
+                            const int32 offset = std::min(
+                                format.blockSize - 1, int32(random.uniform() * format.blockSize));
+                            if (!slot->queueParameter(int32(parameters[i].id), values[i]))
+                                watching.placeChange(parameters[i].id, offset);
                         }
                     if (notes)
                     {

@@ -63,6 +63,34 @@ public:
     int blocksSeen = 0;
 };
 
+/** Every parameter point the plug-in was handed, with the size of the block it came in. */
+class ChangePoints : public RenderObserver
+{
+public:
+    struct Point
+    {
+        int32 blockSize, offset;
+        Qel::ParamID id;
+        double value;
+        bool operator==(const Point&) const = default;
+    };
+    void blockRendered(const RenderedBlock& block) override
+    {
+        Qel::IParameterChanges* changes = block.data->inputParameterChanges;
+        for (int32 i = 0, n = changes ? changes->getParameterCount() : 0; i < n; ++i)
+        {
+            Qel::IParamValueQueue* queue = changes->getParameterData(i);
+            for (int32 p = 0; queue && p < queue->getPointCount(); ++p)
+            {
+                Point point{block.data->numSamples, -1, queue->getParameterId(), 0.0};
+                if (queue->getPoint(p, point.offset, point.value) == kResultOk)
+                    points.push_back(point);
+            }
+        }
+    }
+    std::vector<Point> points;
+};
+
 /** Tells two observers of one render. */
 class BothObservers : public RenderObserver
 {
@@ -257,6 +285,36 @@ TEST_F(RealtimeRender, TheWatchEndsWithTheCallIntoThePlugIn)
     EXPECT_FALSE(copy.watchingAfterCall);
     EXPECT_TRUE(verdicts.at(RealtimeChecks::kAllocation).passed)
         << all(verdicts.at(RealtimeChecks::kAllocation));
+}
+
+TEST_F(RealtimeRender, ParameterMovesReachThePlugInInsideTheirBlocksAndRepeatWithTheSeed)
+{
+    auto pointsOf = [&](uint64_t seed)
+    {
+        ChangePoints seen;
+        render(kQelSynthCid, 1.0, seed, true,
+               [&](OfflineRender& render, const RenderPlan& plan)
+               {
+                   std::string problem;
+                   EXPECT_TRUE(render.run(plan, seen, problem)) << problem;
+               });
+        return seen.points;
+    };
+    const std::vector<ChangePoints::Point> points = pointsOf(kSeed);
+    ASSERT_GT(points.size(), 20u);
+    size_t inside = 0;
+    for (const ChangePoints::Point& point : points)
+    {
+        EXPECT_GE(point.offset, 0);
+        EXPECT_LT(point.offset, point.blockSize);
+        EXPECT_GE(point.value, 0.0);
+        EXPECT_LE(point.value, 1.0);
+        inside += point.offset > 0 ? 1 : 0;
+    }
+    // Offsets are drawn over the block: nearly all of them lie past its first sample.
+    EXPECT_GT(inside, points.size() / 2);
+    EXPECT_EQ(pointsOf(kSeed), points);
+    EXPECT_NE(pointsOf(kSeed + 1), points);
 }
 
 TEST_F(RealtimeRender, WatchingNeverChangesWhatAPlugInRenders)

@@ -145,8 +145,21 @@ tresult WatchingProcessor::setProcessing(TBool state)
     return processor->setProcessing(state);
 }
 
+void WatchingProcessor::placeChange(ParamID id, int32 sampleOffset)
+{
+    if (placementCount < int32(placements.size()))
+        placements[size_t(placementCount++)] = {id, sampleOffset};
+}
+
 tresult WatchingProcessor::process(ProcessData& data)
 {
+    IParameterChanges* engineChanges = data.inputParameterChanges;
+    if (placementCount > 0 && engineChanges)
+    {
+        placed.fill(*engineChanges, placements.data(), placementCount);
+        data.inputParameterChanges = &placed;
+    }
+    placementCount = 0;
     calls.reset();
     tresult result = kResultFalse;
     bool threw = false;
@@ -168,6 +181,7 @@ tresult WatchingProcessor::process(ProcessData& data)
     const int64 cost = threadCpuNanoseconds() - start;
     if (afterProcess)
         afterProcess(data, cost, calls, threw);
+    data.inputParameterChanges = engineChanges;
     return result;
 }
 

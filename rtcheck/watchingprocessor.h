@@ -7,7 +7,9 @@
 #include "qel3/iaudioprocessor.h"
 #include "qel3/icomponent.h"
 #include "rtcheck/callwatch.h"
+#include "rtcheck/placedparameterchanges.h"
 
+#include <array>
 #include <functional>
 
 namespace Quillmark
@@ -27,6 +29,10 @@ public:
     /** Borrows `component` and `processor` of one plug-in; `watch` false measures only. */
     WatchingProcessor(Qel::IComponent* component, Qel::IAudioProcessor* processor, bool watch,
                       AfterProcess afterProcess);
+
+    /** The change of parameter `id` in the next block goes to `sampleOffset`; called on the
+        rendering thread before the block. Placements beyond the room are dropped. */
+    void placeChange(Qel::ParamID id, int32 sampleOffset);
 
     // FUnknown: the two forwarded interfaces answer here, any other is asked of the plug-in.
     tresult queryInterface(const TUID iid, void** obj) override;
@@ -69,6 +75,9 @@ private:
     AfterProcess afterProcess;
     CallRecord calls;
     uint32 references = 1;
+    std::array<ParameterPlacement, PlacedParameterChanges::kCapacity> placements;
+    int32 placementCount = 0;
+    PlacedParameterChanges placed;
 };
 
 } // namespace Quillmark
