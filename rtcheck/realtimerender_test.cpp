@@ -122,6 +122,7 @@ protected:
         copyInto(exampleModule(kQelGainModule), modules);
         copyInto(exampleModule(kQelSynthModule), modules);
         copyInto(exampleModule(kQelToneModule), modules);
+        copyInto(exampleModule(kMetronomeModule), modules);
         registry = new FComponentRegistry;
         ASSERT_GT(registry->scanFolder(modules), 0);
     }
@@ -266,7 +267,7 @@ TEST_F(RealtimeRender, SilenceFlagsOverSoundFailTheirCheck)
 TEST_F(RealtimeRender, TheExamplesPassEveryCheck)
 {
     // Qel Gain also sends its meter to the controller from process, in a message made ahead.
-    for (const QelUid& cid : {kQelGainCid, kQelSynthCid, kQelToneCid})
+    for (const QelUid& cid : {kQelGainCid, kQelSynthCid, kQelToneCid, kMetronomeCid})
     {
         const auto verdicts = check(cid);
         ASSERT_EQ(verdicts.size(), 7u);
