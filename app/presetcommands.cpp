@@ -22,8 +22,12 @@ void PresetCommands::registerIn(CommandTable& table)
             return true;
         };
     };
-    table.add({"File", "Load Preset", text("Load Preset"), true, run(&PresetCommands::loadPreset)});
-    table.add({"File", "Save Preset", text("Save Preset"), true, run(&PresetCommands::savePreset)});
+    // Load and save act on the rack's first slot: off while nothing lends one.
+    auto slotLent = [this] { return slot != nullptr; };
+    table.add({"File", "Load Preset", text("Load Preset"), true, run(&PresetCommands::loadPreset),
+               slotLent});
+    table.add({"File", "Save Preset", text("Save Preset"), true, run(&PresetCommands::savePreset),
+               slotLent});
     table.add({"File", "Convert QEL3 to QEL2 Presets",
                text("Convert QEL3 Presets to QEL2 Presets..."), false,
                run(&PresetCommands::convertPresets)});
