@@ -138,6 +138,10 @@ bool MainWindow::build(const SkinLoader& skins, QString* error)
                 });
     if (auto* button = form->findChild<QAbstractButton*>("editClass"))
         connect(button, &QAbstractButton::clicked, this, [this] { editClass(selectedClass()); });
+    // The player's "settings" springs back by itself; the window is the view layer's to open.
+    if (auto* button = form->findChild<QAbstractButton*>("settings"))
+        connect(button, &QAbstractButton::clicked, this,
+                [] { FMainLoop::instance()->queueCommand("File", "Preferences"); });
     if (auto* button = form->findChild<QAbstractButton*>("openTests"))
         connect(button, &QAbstractButton::clicked, this, [this] { openTestWindow(); });
     if (classList)

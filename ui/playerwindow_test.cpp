@@ -301,6 +301,39 @@ TEST_F(PlayerWindow, RemoveTakesTheRowAwayAndAnotherSlotGetsItsOwn)
     EXPECT_EQ(find<QLabel>(rack->getRow(0), "componentTitle")->text(), "Qel Gain");
 }
 
+TEST_F(PlayerWindow, APortLineOfTheRowChoosesWhatTheOutputConnectsTo)
+{
+    QelSlot* slot = player->loadPlugin(FUID(Qel::Examples::kQelGainCid));
+    ASSERT_NE(slot, nullptr);
+    SlotRow* row = onlyRow();
+    ASSERT_NE(row, nullptr);
+    QelBusPin* out = slot->getOperator()->getOutputPin(0);
+    ASSERT_TRUE(out->isConnectedTo(device->playbacks[0])) << "the default routing";
+    auto* choice = find<QComboBox>(row, "outputAudioPort0");
+    ASSERT_NE(choice, nullptr);
+    EXPECT_EQ(find<QLabel>(row, "outputAudioPortLabel0")->text().left(9), "Qel Gain-");
+    // The port's value learns its connection on the next turn of the main loop.
+    FMainLoop::instance()->dispatchDue();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return choice->currentText() != "None"; }, 2000));
+    EXPECT_TRUE(choice->currentText().contains("Out L")) << choice->currentText().toStdString();
+    const int none = choice->findText("None");
+    ASSERT_GE(none, 0);
+
+    // Chosen by key, the port is cut from the device.
+    choice->setFocus();
+    while (choice->currentIndex() > none)
+        QTest::keyClick(choice, Qt::Key_Up);
+    while (choice->currentIndex() < none)
+        QTest::keyClick(choice, Qt::Key_Down);
+    EXPECT_EQ(out->getConnectionCount(), 0);
+
+    // A connection made elsewhere shows at the next sync.
+    out->connect(device->playbacks[1]);
+    FMainLoop::instance()->dispatchDue();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return choice->currentText() != "None"; }, 2000));
+    EXPECT_TRUE(choice->currentText().contains("Out R")) << choice->currentText().toStdString();
+}
+
 TEST_F(PlayerWindow, TheEditButtonOpensTheSlotsGenericEditor)
 {
     ASSERT_NE(player->loadPlugin(FUID(Qel::Examples::kQelGainCid)), nullptr);
