@@ -8,6 +8,7 @@
 // Usage: qel_screenshots OUTPUT-FOLDER MODULE-FOLDER
 #include "app/tapplication.h"
 #include "base/fdefaults.h"
+#include "base/fmainloop.h"
 #include "base/platform/paths.h"
 #include "devices/audio/audiosystemcontroller.h"
 #include "devices/audio/devicemanager.h"
@@ -233,6 +234,7 @@ int main(int argc, char* argv[])
         MainWindow* main = ui.getMainWindow();
         main->setPlayer(engine.player);
         engine.player->idle();
+        FMainLoop::instance()->dispatchDue(); // the port lines learn their connections
         QTest::qWait(300); // the rack's rows come with its next sync
         if (!save(*main, output, "main-window-player"))
             status = 1;
