@@ -23,6 +23,7 @@
 #include <QDoubleSpinBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QPushButton>
 #include <QTest>
 #include <QToolButton>
@@ -357,6 +358,15 @@ TEST_F(PlayerWindow, TheEditButtonOpensTheSlotsGenericEditor)
     EXPECT_TRUE(QTest::qWaitFor([&] { return !edit->isChecked(); }, 2000));
     EXPECT_EQ(player->getSlotController(0)->valueOf(QelSlotController::kOpenEditor)->getInt(), 0);
     EXPECT_EQ(row->getEditorWindow(), nullptr);
+
+    // Remove closes an open editor at once, before the slot goes.
+    QTest::mouseClick(edit, Qt::LeftButton);
+    QPointer<PluginWindow> again = row->getEditorWindow();
+    ASSERT_FALSE(again.isNull());
+    QTest::mouseClick(find<QPushButton>(row, "removeSlot"), Qt::LeftButton);
+    EXPECT_TRUE(again.isNull());
+    FMainLoop::instance()->dispatchDue();
+    EXPECT_EQ(rack->countSlots(), 0);
 }
 
 namespace

@@ -98,6 +98,10 @@ bool SlotRow::build(QString* error)
                     else
                         closeEditor();
                 });
+    // The editor stands on the plug-in's controller, which goes with the slot: it closes
+    // before the removal that the button asks for through the main loop.
+    if (auto* remove = form->findChild<QAbstractButton*>("removeSlot"))
+        connect(remove, &QAbstractButton::clicked, this, &SlotRow::closeEditor);
     buildPorts();
     return true;
 }
