@@ -5,17 +5,22 @@
 #include "app/tapplication.h"
 #include "base/fmainloop.h"
 #include "conformity/testtreenames.h"
+#include "engine/qelplayer.h"
 #include "hosting/fcomponentregistry.h"
 #include "ui/plugininfowindow.h"
 #include "ui/pluginwindow.h"
+#include "ui/rackview.h"
 #include "ui/unittestingwindow.h"
+#include "ui/valuebinder.h"
 
 #include <QAbstractButton>
 #include <QCloseEvent>
 #include <QHeaderView>
 #include <QKeySequence>
+#include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QScrollArea>
 #include <QTreeWidget>
 
 namespace Quillmark
@@ -33,10 +38,64 @@ QString qtText(const String& text)
 
 MainWindow::MainWindow(TApplication& application, const SkinLoader& skins,
                        TestWindowOpener openTestWindow)
-    : application(application), skins(skins), openTestWindow(std::move(openTestWindow))
+    : application(application), skins(skins), openTestWindow(std::move(openTestWindow)),
+      playerBinder(new ValueBinder(this))
 {
     setWindowTitle(QString::fromStdString(application.getApplicationName()));
-    resize(960, 540);
+    resize(1180, 780);
+}
+
+MainWindow::~MainWindow()
+{
+    // The rows and controls let go of the player's values before the player can go.
+    setPlayer(nullptr);
+}
+
+void MainWindow::setPlayer(MiniEngine::QelPlayer* newPlayer)
+{
+    if (newPlayer == player)
+        return;
+    playerBinder->unbindAll();
+    delete rackView;
+    rackView = nullptr;
+    if (player)
+        player->release();
+    player = newPlayer;
+    QWidget* transport = findChild<QWidget*>("transportPanel");
+    QWidget* rackPanel = findChild<QWidget*>("rackPanel");
+    for (QWidget* panel : {transport, rackPanel})
+        if (panel)
+            panel->setVisible(player != nullptr);
+    if (!player)
+        return;
+    player->addRef();
+    auto find = [this](const std::string& name) -> UValue*
+    { return player->findValue(String(name.c_str())); };
+    if (transport)
+    {
+        playerBinder->bind(transport, find);
+        // A label named after a value with "Text" behind shows that value's text beside its
+        // slider, such as a gain in decibels.
+        for (QLabel* label : transport->findChildren<QLabel*>())
+        {
+            const QString name = label->objectName();
+            if (name.endsWith("Text"))
+                if (UValue* value = find(name.chopped(4).toStdString()))
+                    playerBinder->bindWidget(label, value);
+        }
+    }
+    if (rackPanel)
+        playerBinder->bind(rackPanel, find);
+    if (auto* area = findChild<QScrollArea*>("rackView"))
+    {
+        rackView = new RackView(*player, skins);
+        area->setWidget(rackView);
+    }
+}
+
+int MainWindow::countPlayerBindings() const
+{
+    return playerBinder->countBindings();
 }
 
 MainWindow* MainWindow::create(TApplication& application, const SkinLoader& skins,
@@ -59,6 +118,10 @@ bool MainWindow::build(const SkinLoader& skins, QString* error)
     setCentralWidget(form);
     classList = form->findChild<QTreeWidget*>("classList");
     fillClassList();
+    // Without a player there is no transport and no rack to show.
+    for (const char* panel : {"transportPanel", "rackPanel"})
+        if (QWidget* widget = form->findChild<QWidget*>(panel))
+            widget->setVisible(false);
     if (auto* button = form->findChild<QAbstractButton*>("testClass"))
         connect(button, &QAbstractButton::clicked, this,
                 [this]
@@ -75,6 +138,10 @@ bool MainWindow::build(const SkinLoader& skins, QString* error)
                 });
     if (auto* button = form->findChild<QAbstractButton*>("editClass"))
         connect(button, &QAbstractButton::clicked, this, [this] { editClass(selectedClass()); });
+    // The player's "settings" springs back by itself; the window is the view layer's to open.
+    if (auto* button = form->findChild<QAbstractButton*>("settings"))
+        connect(button, &QAbstractButton::clicked, this,
+                [] { FMainLoop::instance()->queueCommand("File", "Preferences"); });
     if (auto* button = form->findChild<QAbstractButton*>("openTests"))
         connect(button, &QAbstractButton::clicked, this, [this] { openTestWindow(); });
     if (classList)

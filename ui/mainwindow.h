@@ -1,7 +1,7 @@
-// The main window: the menus of the application's command table and the form "QELPlayerView".
-// Until the player joins, the form shows the plug-in classes found, with their facts, and opens
-// the test window, the information page or the editor on one of them. Owned by the desktop's UI
-// services.
+// The main window: the menus of the application's command table and the form "QELPlayerView":
+// the player's transport and signals and the rack of slots, bound by name to the player's values
+// once a player is given, and the plug-in classes found, with their facts, to open the test
+// window, the information page or the editor on one of them. Owned by the desktop's UI services.
 #pragma once
 
 #include "app/uiservices.h"
@@ -14,10 +14,17 @@
 
 class QTreeWidget;
 
+namespace Quillmark::MiniEngine
+{
+class QelPlayer;
+}
+
 namespace Quillmark
 {
 
 class PluginWindow;
+class RackView;
+class ValueBinder;
 class TApplication;
 
 class MainWindow : public QMainWindow
@@ -34,6 +41,14 @@ public:
     /** Builds the menu bar: each item runs its command through the main loop. */
     void setMenus(const std::vector<Menu>& menus);
     QTreeWidget* getClassList() const { return classList; }
+    /** Shows the player's transport and rack, bound to its values (the window keeps a reference
+        to it); null hides them. */
+    void setPlayer(MiniEngine::QelPlayer* player);
+    MiniEngine::QelPlayer* getPlayer() const { return player; }
+    /** The rows of the rack, while a player is shown. */
+    RackView* getRackView() const { return rackView; }
+    /** How many controls are bound to the player's values. */
+    int countPlayerBindings() const;
     /** Opens the test window with the class of that name selected. */
     void testClass(const QString& name);
     /** Opens the information page of the class of that name; null when it cannot. */
@@ -51,6 +66,8 @@ public:
         openPresetEditor = std::move(opener);
     }
 
+    ~MainWindow() override;
+
 protected:
     void closeEvent(QCloseEvent* event) override;
 
@@ -65,6 +82,9 @@ private:
     std::function<void(PluginWindow&)> openPresetEditor;
     QTreeWidget* classList = nullptr;
     QPointer<PluginWindow> lastEditor;
+    ValueBinder* playerBinder;
+    MiniEngine::QelPlayer* player = nullptr;
+    RackView* rackView = nullptr;
 };
 
 } // namespace Quillmark

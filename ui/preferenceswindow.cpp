@@ -1,6 +1,7 @@
 #include "ui/preferenceswindow.h"
 
 #include "app/preferencepages.h"
+#include "devices/audio/audiosystemcontroller.h"
 #include "ui/valuebinder.h"
 
 #include <QAbstractButton>
@@ -10,7 +11,8 @@
 namespace Quillmark
 {
 
-PreferencesWindow::PreferencesWindow() : binder(new ValueBinder(this))
+PreferencesWindow::PreferencesWindow()
+    : binder(new ValueBinder(this)), audioBinder(new ValueBinder(this))
 {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(kTitle);
@@ -18,6 +20,7 @@ PreferencesWindow::PreferencesWindow() : binder(new ValueBinder(this))
 
 PreferencesWindow::~PreferencesWindow()
 {
+    setAudioSystem(nullptr);
     binder->unbindAll();
     if (pages)
         pages->release();
@@ -25,7 +28,31 @@ PreferencesWindow::~PreferencesWindow()
 
 int PreferencesWindow::countBindings() const
 {
-    return binder->countBindings();
+    return binder->countBindings() + audioBinder->countBindings();
+}
+
+void PreferencesWindow::setAudioSystem(AudioSystemController* controller)
+{
+    if (controller == audioSystem)
+        return;
+    audioBinder->unbindAll();
+    if (audioSystem)
+        audioSystem->release();
+    audioSystem = controller;
+    QWidget* group = findChild<QWidget*>("audioSystem");
+    if (group)
+        group->setVisible(audioSystem != nullptr);
+    // The controller stores the same two flags; one check box each is enough.
+    for (const char* name : {"ReleaseHardware", "DisableCPUEnergySaving"})
+        if (QWidget* widget = findChild<QWidget*>(name))
+            widget->setVisible(audioSystem == nullptr);
+    if (!audioSystem)
+        return;
+    audioSystem->addRef();
+    audioSystem->refresh();
+    if (group)
+        audioBinder->bind(group, [this](const std::string& name)
+                          { return audioSystem->findValue(String(name.c_str())); });
 }
 
 PreferencesWindow* PreferencesWindow::create(TApplication& application, const SkinLoader& skins,
@@ -68,9 +95,11 @@ bool PreferencesWindow::build(TApplication& application, const SkinLoader& skins
             }
         tabs->setCurrentIndex(0);
     }
+    if (QWidget* group = form->findChild<QWidget*>("audioSystem"))
+        group->setVisible(false);
     if (auto* close = form->findChild<QAbstractButton*>("close"))
         connect(close, &QAbstractButton::clicked, this, &QWidget::close);
-    resize(620, 320);
+    resize(640, 420);
     return true;
 }
 

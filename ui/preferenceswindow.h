@@ -1,6 +1,8 @@
 // The global preferences (form "GlobalPreferences"): one tab per page, each control bound by
 // name to a value of the preference pages, so that a change reaches the application and the
-// store at once. Owned by Qt as a top-level window; borrows the application.
+// store at once. The page "TARN" also shows the audio system's values (driver, rate, latencies,
+// priority) once its controller is given. Owned by Qt as a top-level window; borrows the
+// application.
 #pragma once
 
 #include "ui/skinloader.h"
@@ -10,6 +12,7 @@
 namespace Quillmark
 {
 
+class AudioSystemController;
 class PreferencePages;
 class TApplication;
 class ValueBinder;
@@ -26,6 +29,10 @@ public:
 
     PreferencePages& getPages() const { return *pages; }
     int countBindings() const;
+    /** Binds the audio system's controls to `controller` (the window keeps a reference) and
+        shows them in place of the two stored flags; null hides them again. */
+    void setAudioSystem(AudioSystemController* controller);
+    AudioSystemController* getAudioSystem() const { return audioSystem; }
 
 private:
     PreferencesWindow();
@@ -33,6 +40,8 @@ private:
 
     PreferencePages* pages = nullptr;
     ValueBinder* binder;
+    ValueBinder* audioBinder;
+    AudioSystemController* audioSystem = nullptr;
 };
 
 } // namespace Quillmark

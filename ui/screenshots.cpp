@@ -3,12 +3,26 @@
 // its File menu, the information pages of Qel Gain and Qel Synth, the test window after a run of
 // Qel Gain's general tests with that group selected, the editor windows of Qel Gain and Qel
 // Synth, the preset editor over a preset saved from Qel Gain, the preferences and the key
-// commands.
+// commands; then the main window over a player whose rack plays Qel Synth into the Null audio
+// driver, and the preferences with the audio system's page.
 // Usage: qel_screenshots OUTPUT-FOLDER MODULE-FOLDER
 #include "app/tapplication.h"
+#include "base/fdefaults.h"
+#include "base/fmainloop.h"
 #include "base/platform/paths.h"
+#include "devices/audio/audiosystemcontroller.h"
+#include "devices/audio/devicemanager.h"
+#include "devices/audio/nullaudiodriver.h"
+#include "devices/audio/pbaiosmanager.h"
+#include "devices/ports/pportregistry.h"
+#include "engine/audiograph.h"
+#include "engine/qelplayer.h"
+#include "engine/qelrack.h"
+#include "midi/minitempotrack.h"
+#include "plugins/common/exampleids.h"
 #include "ui/mainwindow.h"
 #include "ui/pluginwindow.h"
+#include "ui/preferenceswindow.h"
 #include "ui/preseteditorwindow.h"
 #include "ui/qtuiservices.h"
 #include "ui/unittestingwindow.h"
@@ -29,6 +43,66 @@ using namespace Quillmark;
 
 namespace
 {
+
+/** An engine of the program's own kind without a sound card: a graph over the Null driver's
+    ports, a rack and the player over both. */
+struct Engine
+{
+    explicit Engine(FComponentRegistry& registry, const std::string& folder)
+    {
+        ports = new PPortRegistry;
+        settings = new FDefaultPool(folder + "/Engine Defaults");
+        std::vector<std::unique_ptr<Baios::AudioDriver>> drivers;
+        drivers.push_back(std::make_unique<Baios::NullAudioDriver>());
+        drivers.push_back(
+            std::make_unique<Baios::NullAudioDriver>(Baios::NullAudioDevice::kOffline));
+        auto* library = new Baios::DeviceManager(std::move(drivers));
+        manager = new PBaiosManager(ports, settings);
+        manager->initialize(library);
+        library->release();
+        String error;
+        manager->selectDevice(Baios::NullAudioDevice::kIdentifier, error);
+        tempo = new MiniTempoTrack;
+        graph = new MiniEngine::AudioGraph(tempo, ports);
+        graph->createRecorder();
+        graph->createInputOperator();
+        MiniEngine::OperatorSetup setup;
+        setup.blockSize = 512;
+        setup.sampleRate = 48000.0;
+        graph->setupProcessing(setup);
+        graph->resume();
+        graph->setProcessing(true);
+        graph->prepareBuffers(setup.blockSize);
+        rack = new MiniEngine::QelRack(graph, &registry, settings, ports);
+        player = new MiniEngine::QelPlayer(graph, rack, settings, &registry);
+        audioSystem = new AudioSystemController(manager, settings);
+    }
+    ~Engine()
+    {
+        audioSystem->release();
+        player->shutdown();
+        player->release();
+        graph->setProcessing(false);
+        graph->suspend();
+        rack->release();
+        graph->release();
+        tempo->release();
+        manager->terminate();
+        FMainLoop::instance()->cancel(manager);
+        manager->release();
+        settings->release();
+        ports->release();
+    }
+
+    PPortRegistry* ports;
+    FDefaultPool* settings;
+    PBaiosManager* manager;
+    MiniTempoTrack* tempo;
+    MiniEngine::AudioGraph* graph;
+    MiniEngine::QelRack* rack;
+    MiniEngine::QelPlayer* player;
+    AudioSystemController* audioSystem;
+};
 
 bool save(QWidget& window, const QString& folder, const QString& name)
 {
@@ -147,6 +221,36 @@ int main(int argc, char* argv[])
         QWidget* keys = ui.openKeyCommands();
         if (!keys || !save(*keys, output, "key-commands"))
             status = 1;
+    }
+    if (status == 0 && ui.getMainWindow())
+    {
+        Engine engine(application->getRegistry(), QDir(output).filePath("config").toStdString());
+        std::string problem;
+        if (!engine.player->loadPlugin(FUID(Qel::Examples::kQelSynthCid), -1, &problem))
+        {
+            std::fprintf(stderr, "Qel Synth: %s\n", problem.c_str());
+            status = 1;
+        }
+        MainWindow* main = ui.getMainWindow();
+        main->setPlayer(engine.player);
+        engine.player->idle();
+        FMainLoop::instance()->dispatchDue(); // the port lines learn their connections
+        QTest::qWait(300); // the rack's rows come with its next sync
+        if (!save(*main, output, "main-window-player"))
+            status = 1;
+        auto* preferences = qobject_cast<PreferencesWindow*>(ui.openPreferences());
+        if (preferences)
+        {
+            preferences->setAudioSystem(engine.audioSystem);
+            if (auto* tabs = preferences->findChild<QTabWidget*>("pages"))
+                tabs->setCurrentWidget(tabs->findChild<QWidget*>("TARN"));
+        }
+        if (!preferences || !save(*preferences, output, "preferences-audio-system"))
+            status = 1;
+        // The windows let go of the engine's values before it goes.
+        if (preferences)
+            preferences->setAudioSystem(nullptr);
+        main->setPlayer(nullptr);
     }
     ui.closeWindows();
     ui.setApplication(nullptr);

@@ -82,6 +82,21 @@ public:
                         QString::fromStdString(menu->getItem(index)->getTitle().toUtf8()));
                 combo->setCurrentIndex(menu->getIndex());
             }
+            else if (auto* strings = FCast<UStringListValue>(value))
+            {
+                // The list names its own entries; rebuilt only when they changed.
+                bool same = combo->count() == strings->countStrings();
+                for (int32 index = 0; same && index < strings->countStrings(); ++index)
+                    same =
+                        combo->itemText(index).toStdString() == strings->getString(index).toUtf8();
+                if (!same)
+                {
+                    combo->clear();
+                    for (int32 index = 0; index < strings->countStrings(); ++index)
+                        combo->addItem(QString::fromStdString(strings->getString(index).toUtf8()));
+                }
+                combo->setCurrentIndex(value->getInt());
+            }
             else
             {
                 // The window may have named the steps; otherwise they are numbered.
