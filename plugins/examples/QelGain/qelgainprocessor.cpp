@@ -95,7 +95,7 @@ void QelGainProcessor::applyPoint(ParamID id, ParamValue value)
     if (id == Gain::kGainId)
     {
         gain.store(value, std::memory_order_relaxed);
-        factor = Gain::gainFactor(value);
+        factor = factorOf(value);
     }
     else if (id == Gain::kBypassId)
     {
@@ -104,9 +104,20 @@ void QelGainProcessor::applyPoint(ParamID id, ParamValue value)
     }
 }
 
+double QelGainProcessor::factorOf(ParamValue normalized)
+{
+    // The power is worth keeping: the value rarely changes from one block to the next.
+    if (normalized != factorSource)
+    {
+        factorSource = normalized;
+        factorCache = Gain::gainFactor(normalized);
+    }
+    return factorCache;
+}
+
 tresult QelGainProcessor::process(ProcessData& data)
 {
-    factor = Gain::gainFactor(gain.load(std::memory_order_relaxed));
+    factor = factorOf(gain.load(std::memory_order_relaxed));
     bypassed = bypass.load(std::memory_order_relaxed);
     automation.begin(data.inputParameterChanges);
 
@@ -131,6 +142,27 @@ tresult QelGainProcessor::process(ProcessData& data)
         blocksSinceMeter = 0;
     }
     return kResultOk;
+}
+
+template <class Sample>
+float QelGainProcessor::peakOf(const Sample* samples, int32 count, float start)
+{
+    // The largest magnitude does not depend on the order of the samples (a NaN never wins), so
+    // eight running maxima side by side give the same value as one, in a fraction of the time.
+    constexpr int32 kLanes = 8;
+    float lanes[kLanes];
+    for (float& lane : lanes)
+        lane = start;
+    int32 i = 0;
+    for (; i + kLanes <= count; i += kLanes)
+        for (int32 l = 0; l < kLanes; ++l)
+            lanes[l] = std::max(lanes[l], static_cast<float>(std::fabs(samples[i + l])));
+    for (; i < count; ++i)
+        lanes[0] = std::max(lanes[0], static_cast<float>(std::fabs(samples[i])));
+    float result = lanes[0];
+    for (int32 l = 1; l < kLanes; ++l)
+        result = std::max(result, lanes[l]);
+    return result;
 }
 
 template <class Sample> void QelGainProcessor::processAudio(ProcessData& data)
@@ -178,8 +210,7 @@ template <class Sample> void QelGainProcessor::processAudio(ProcessData& data)
                 for (int32 i = pos; i < end; ++i)
                     output[i] = input[i] * g;
             }
-            for (int32 i = pos; i < end; ++i)
-                peak = std::max(peak, static_cast<float>(std::fabs(output[i])));
+            peak = peakOf(output + pos, end - pos, peak);
         }
         pos = end;
     }
