@@ -50,7 +50,6 @@ protected:
 
 private:
     template <class Sample> void processAudio(ProcessData& data);
-    template <class Sample> static float peakOf(const Sample* samples, int32 count, float start);
     void applyPoint(ParamID id, ParamValue value);
     /** The linear factor of a normalized gain, computed again only when the value changes. */
     double factorOf(ParamValue normalized);
