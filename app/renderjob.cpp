@@ -93,25 +93,38 @@ public:
         writer->setSampleRate(rate);
         writer->setSampleFormat(AudioConverter::kFloat);
         writer->setSampleSize(32);
-        pending.reserve(kChunkFrames * 2 + 2 * RenderOptions::kMaxBlockSize);
+        pending = std::make_unique<float[]>(kChunkSamples);
+        filled = 0;
         return true;
     }
     /** Collects the frames and writes them in large pieces: one write per block would cost
         more than the rendering of small blocks. */
     bool write(const float* left, const float* right, int32 frames)
     {
-        for (int32 i = 0; i < frames; ++i)
+        while (frames > 0)
         {
-            pending.push_back(left[i]);
-            pending.push_back(right[i]);
+            const int32 room = int32((kChunkSamples - filled) / 2);
+            const int32 take = frames < room ? frames : room;
+            float* to = pending.get() + filled;
+            for (int32 i = 0; i < take; ++i)
+            {
+                to[2 * i] = left[i];
+                to[2 * i + 1] = right[i];
+            }
+            filled += size_t(take) * 2;
+            left += take;
+            right += take;
+            frames -= take;
+            if (filled == kChunkSamples && !flush())
+                return false;
         }
-        return pending.size() < kChunkFrames * 2 || flush();
+        return true;
     }
     bool flush()
     {
-        const int64 frames = int64(pending.size() / 2);
-        const bool ok = frames == 0 || writer->write(frames, pendingData()) >= 0;
-        pending.clear();
+        const int64 frames = int64(filled / 2);
+        const bool ok = frames == 0 || writer->write(frames, pending.get()) >= 0;
+        filled = 0;
         return ok;
     }
     void close()
@@ -121,12 +134,12 @@ public:
     }
 
 private:
-    static constexpr size_t kChunkFrames = 65536;
-    const float* pendingData() const { return pending.data(); }
+    static constexpr size_t kChunkSamples = 65536 * 2;
 
     Owned<AudioFile> file;
     Owned<AudioAccessor> writer;
-    std::vector<float> pending;
+    std::unique_ptr<float[]> pending; // interleaved, kChunkSamples long
+    size_t filled = 0;
 };
 
 /** Everything a render plays through, torn down in the order of the application's quit. */
@@ -318,6 +331,16 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
         frames += tail == Qel::kInfiniteTail || tail > maxTail ? int64(maxTail) : int64(tail);
     }
 
+    // The playback channels are read straight after each block; they stay where they are for
+    // the whole render.
+    const float* playedLeft = engine.device->getPlaybackBuffer(0);
+    const float* playedRight = engine.device->getPlaybackBuffer(1);
+    if (!playedLeft || !playedRight)
+    {
+        err << kProgram << "the offline driver has no stereo playback\n";
+        return kExitFailure;
+    }
+
     WaveWriter writer;
     if (!writer.open(options.output, rate, problem))
     {
@@ -326,14 +349,6 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
     }
     int64 written = 0;
     bool writeFailed = false;
-    engine.device->setBlockObserver(
-        [&](const float* const* channels, int32 count, int32 samples)
-        {
-            const int32 take = int32(std::min<int64>(samples, frames - written));
-            if (take > 0 && count >= 2 && !writer.write(channels[0], channels[1], take))
-                writeFailed = true;
-            written += std::max(take, 0);
-        });
 
     // Values before the first block go to the controller as well, so both halves agree.
     std::vector<RenderOptions::Setting> pending = options.settings;
@@ -364,6 +379,10 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
         if (engine.device->runBlocks(1) != 1)
             break;
         ++blocks;
+        const int64 take = std::min<int64>(options.blockSize, frames - written);
+        if (!writer.write(playedLeft, playedRight, int32(take)))
+            writeFailed = true;
+        written += take;
     }
     if (!writeFailed && !writer.flush())
         writeFailed = true;

@@ -121,17 +121,18 @@ TEST_F(Render, ArgumentsAreReadAndWrongOnesNamed)
 TEST_F(Render, AUnityGainGivesABitExactCopyAndReportsWhatItDid)
 {
     const std::string in = temp.file("in.wav"), out = temp.file("out.wav");
-    shell("sox -q -n -r 44100 -c 2 -b 32 -e float " + shellQuote(in) + " synth 1.3 whitenoise");
+    shell("sox -q -n -r 44100 -c 2 -b 32 -e float " + shellQuote(in) + " synth 2.3 whitenoise");
     const testing::ProgramRun run =
         render({"--class", "Qel Gain", "--input", in, "--block-size", "100", "--output", out});
     ASSERT_EQ(run.status, 0) << run.err;
-    // 1.3 s at the input's own rate, in blocks of 100 with the last one partly used.
-    EXPECT_NE(run.out.find("Frames\t57330\n"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("Blocks\t574\n"), std::string::npos) << run.out;
+    // 2.3 s at the input's own rate, in blocks of 100 with the last one partly used; long
+    // enough that the file is written in more than one piece, and one block straddles two.
+    EXPECT_NE(run.out.find("Frames\t101430\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("Blocks\t1015\n"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("SampleRate\t44100\n"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("x real time\n"), std::string::npos) << run.out;
     const std::vector<float> source = samplesOf(in), result = samplesOf(out);
-    ASSERT_EQ(source.size(), 57330u * 2);
+    ASSERT_EQ(source.size(), 101430u * 2);
     ASSERT_EQ(result.size(), source.size());
     EXPECT_TRUE(result == source);
     EXPECT_NE(result[2], result[0]) << "the copy is of sound, not of silence";

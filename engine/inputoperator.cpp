@@ -35,6 +35,8 @@ InputOperator::InputOperator(PPortRegistry* registry)
     // Slots connect to the outputs by name; the inputs only ever face the device.
     for (int32 i = 0; QelBusPin* pin = getOutputPin(i); ++i)
         this->registry->addPort(pin);
+    for (int32 i = 0; i < 4; ++i)
+        outputPins[i] = getOutputPin(i);
     connectDeviceInputs();
 }
 
@@ -129,7 +131,7 @@ void InputOperator::process(OperatorBuffers& buffers)
     run(*auxSignal, auxInputs, auxOutputs, auxInputSignal);
     // The plug-ins that read these pins through their own buffers see the samples already; a
     // pin with several connections mixes into them.
-    for (int32 i = 0; QelBusPin* pin = getOutputPin(i); ++i)
+    for (QelBusPin* pin : outputPins)
         pin->mixToConnections(buffers.numSamples);
 }
 

@@ -66,6 +66,8 @@ private:
     float* signalOutputs[2] = {};
     float* auxInputs[2] = {};
     float* auxOutputs[2] = {};
+    // The four output pins, in the order of getOutputPin; the busses never change.
+    QelBusPin* outputPins[4] = {};
 };
 
 } // namespace MiniEngine

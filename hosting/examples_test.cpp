@@ -21,6 +21,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -744,6 +745,49 @@ TEST_F(GainExample, HalvesExchangeMessages)
         ASSERT_EQ(processor->process(data), kResultOk);
     EXPECT_EQ(fakeController.received.size(), 2u);
 
+    EXPECT_EQ(componentPoint->disconnect(&fakeController), kResultOk);
+    EXPECT_EQ(controllerPoint->disconnect(componentPoint.get()), kResultOk);
+}
+
+TEST_F(GainExample, TheMeterShowsTheLargestMagnitudeWhereverItLies)
+{
+    IEditController* edit = makeController();
+    auto controllerPoint = query<IConnectionPoint>(edit);
+    auto componentPoint = query<IConnectionPoint>(component.get());
+    ASSERT_TRUE(controllerPoint && componentPoint);
+    MessageRecorder fakeController;
+    ASSERT_EQ(componentPoint->connect(&fakeController), kResultOk);
+    ASSERT_EQ(prepare(component.get(), processor.get(), kSample32), kResultOk);
+    ASSERT_EQ(controllerPoint->connect(componentPoint.get()), kResultOk);
+
+    // Lengths that leave samples after the last group of eight, and one that does not; the
+    // largest magnitude is negative, once at the end and once at the start, and a NaN is
+    // passed over wherever it is.
+    for (const int32 frames : {61, 7, 64})
+        for (const bool atEnd : {true, false})
+        {
+            Buffers<Sample32> buffers(2, 2, frames);
+            fillSignal(buffers.in);
+            for (auto& channel : buffers.in)
+                for (float& sample : channel)
+                    sample *= 0.5f;
+            buffers.in[1][atEnd ? size_t(frames - 1) : 0] = -0.875f;
+            buffers.in[0][size_t(frames / 2)] = std::numeric_limits<float>::quiet_NaN();
+            ProcessData data = buffers.data(frames);
+            fakeController.received.clear();
+            for (int i = 0; i < kQelGainMeterPeriodBlocks; ++i)
+                ASSERT_EQ(processor->process(data), kResultOk);
+            ASSERT_EQ(fakeController.received.size(), 1u) << frames << " frames";
+            const float loudest = std::fabs(buffers.out[1][atEnd ? size_t(frames - 1) : 0]);
+            float others = 0.0f;
+            for (const auto& channel : buffers.out)
+                for (float sample : channel)
+                    if (std::fabs(sample) != loudest)
+                        others = std::max(others, std::fabs(sample));
+            ASSERT_GT(loudest, others) << "the test signal has one loudest sample";
+            EXPECT_EQ(fakeController.received[0].peak, double(loudest))
+                << frames << " frames, loudest at the " << (atEnd ? "end" : "start");
+        }
     EXPECT_EQ(componentPoint->disconnect(&fakeController), kResultOk);
     EXPECT_EQ(controllerPoint->disconnect(componentPoint.get()), kResultOk);
 }

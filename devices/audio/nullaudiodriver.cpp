@@ -151,6 +151,12 @@ void NullAudioDevice::renderOne()
     }
 }
 
+const float* NullAudioDevice::getPlaybackBuffer(int32 channel) const
+{
+    return channel >= 0 && channel < int32(outputs.size()) ? outputs[size_t(channel)]->getBuffer()
+                                                           : nullptr;
+}
+
 int64 NullAudioDevice::runBlocks(int64 count)
 {
     if (running.load())

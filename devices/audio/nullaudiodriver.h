@@ -85,6 +85,10 @@ public:
     Mode getMode() const { return mode; }
     /** Set only while the device is stopped. */
     void setBlockObserver(BlockObserver observer) { blockObserver = std::move(observer); }
+    /** The samples of playback channel `channel` (0 or 1) after the last block, for a caller
+        of runBlocks that reads them itself instead of through an observer; valid until the
+        device is released. */
+    const float* getPlaybackBuffer(int32 channel) const;
     /** Renders `count` blocks on the calling thread, as fast as possible, whatever the mode;
         nothing while the device's own thread runs. Answers the blocks rendered. */
     int64 runBlocks(int64 count);

@@ -138,6 +138,31 @@ TEST(NullAudioDevice, OfflineRunsExactBlocksOnTheCallersThreadAndShowsThemToTheO
     device->release();
 }
 
+TEST(NullAudioDevice, PlaybackBuffersHoldEachBlockForACallerThatReadsThemItself)
+{
+    auto* device = new NullAudioDevice(NullAudioDevice::kOffline, 48000.0, 32);
+    RampProcessor processor(device);
+    device->setProcessor(&processor);
+    const float* left = device->getPlaybackBuffer(0);
+    const float* right = device->getPlaybackBuffer(1);
+    ASSERT_NE(left, nullptr);
+    ASSERT_NE(right, nullptr);
+    EXPECT_NE(left, right);
+    EXPECT_EQ(device->getPlaybackBuffer(2), nullptr);
+    EXPECT_EQ(device->getPlaybackBuffer(-1), nullptr);
+    for (int32 block = 0; block < 4; ++block)
+    {
+        ASSERT_EQ(device->runBlocks(1), 1);
+        EXPECT_EQ(device->getPlaybackBuffer(0), left) << "the memory never moves";
+        for (int32 s = 0; s < 32; ++s)
+        {
+            ASSERT_EQ(left[s], float(block * 32 + s)) << "block " << block << " sample " << s;
+            ASSERT_EQ(right[s], float(block * 32 + s) + 0.5f);
+        }
+    }
+    device->release();
+}
+
 TEST(NullAudioDevice, OfflineThreadStopsByItselfAtTheBlockLimit)
 {
     auto* device = new NullAudioDevice(NullAudioDevice::kOffline, 48000.0, 256);

@@ -51,6 +51,8 @@ protected:
 private:
     template <class Sample> void processAudio(ProcessData& data);
     void applyPoint(ParamID id, ParamValue value);
+    /** The linear factor of a normalized gain, computed again only when the value changes. */
+    double factorOf(ParamValue normalized);
     void sendMeter();
 
     // The parameter values: written by process (automation) and by setState, read by getState,
@@ -62,6 +64,8 @@ private:
     // Used by process only.
     BlockAutomation<2> automation{{Gain::kGainId, Gain::kBypassId}};
     double factor = 1.0;
+    ParamValue factorSource = -1.0; // no normalized value: the first block computes
+    double factorCache = 1.0;
     bool bypassed = false;
     float peak = 0.0f;
     int32 blocksSinceMeter = 0;
