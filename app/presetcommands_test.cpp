@@ -203,6 +203,13 @@ TEST_F(PresetMenuCommands, ACancelOrAnEmptyIdEndsTheConversionWithoutAWord)
     EXPECT_EQ(setting("QEL2_UID"), "");
 }
 
+/** A rack slot with nothing in it. */
+class EmptySlot : public IPresetSlot
+{
+public:
+    bool getPlugIn(PresetPlugIn&) override { return false; }
+};
+
 /** The plug-in of the rack's first slot, made from the example module. */
 class ExampleSlot : public IPresetSlot
 {
@@ -255,10 +262,21 @@ public:
 TEST_F(PresetMenuCommands, LoadAndSaveActOnTheRackSlotAndRefuseAnotherClassesPreset)
 {
     ui.texts = {{"Save Preset", temp.file("mine")}, {"Load Preset", temp.file("mine.qelpreset")}};
-    // An empty rack: a word, and no file dialog.
+    // No rack at all: both commands are off and do nothing.
+    EXPECT_FALSE(run("Save Preset"));
+    EXPECT_FALSE(run("Load Preset"));
+    EXPECT_TRUE(ui.messages.empty());
+    EXPECT_TRUE(ui.requests.empty());
+
+    // A rack whose slot holds no plug-in: a word, and no file dialog.
+    EmptySlot empty;
+    commands.setSlot(&empty);
     EXPECT_TRUE(run("Save Preset"));
+    now += 1000;
+    EXPECT_TRUE(run("Load Preset"));
     EXPECT_EQ(ui.messages,
-              (std::vector<std::string>{"There is no plug-in in the rack to save a preset from."}));
+              (std::vector<std::string>{"There is no plug-in in the rack to save a preset from.",
+                                        "There is no plug-in in the rack to load a preset into."}));
     EXPECT_TRUE(ui.requests.empty());
 
     ExampleSlot slot;
