@@ -76,8 +76,7 @@ TEST_F(RealtimeCheckCommand, AClassThatIsNotThereIsAUsageError)
 {
     ProgramRun result = run({"--class", "No Such Plug-in", fixture(kRealtimeFaultsModule)});
     EXPECT_EQ(result.status, 2);
-    EXPECT_NE(result.err.find("no class found named No Such Plug-in"), std::string::npos)
-        << result.err;
+    EXPECT_NE(result.err.find("no class found named No Such Plug-in"), std::string::npos) << result.err;
 }
 
 TEST(RealtimeCheckCommandLine, OptionsBelongToTheMode)

@@ -88,6 +88,7 @@ public:
         without such dialogs cancels every request. */
     virtual bool askText(const TextRequest& request, std::string& answer);
 
+
     /** Modifier keys held now: bit value 1 Ctrl, 2 Shift, 4 Alt. */
     virtual int getModifierKeys() const = 0;
 
