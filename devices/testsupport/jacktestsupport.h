@@ -49,13 +49,21 @@ public:
             jack_set_error_function([](const char*) {});
             jack_set_info_function([](const char*) {});
         }
+        // The name is known from here on, for tests that point a driver at a server that
+        // starts later: the first of the pool that no live server answers to.
+        for (firstSlot = 0; firstSlot < kNamePool - 1; ++firstSlot)
+            if (!isAnswering(poolName(firstSlot)))
+                break;
+        serverName = poolName(firstSlot);
     }
     ~JackServer() { stop(); }
     JackServer(const JackServer&) = delete;
     JackServer& operator=(const JackServer&) = delete;
 
-    /** The server's name once it runs; the test's tag before. */
-    const std::string& name() const { return serverName.empty() ? tag : serverName; }
+    /** The server's name: chosen when the object is made, and another of the pool only when
+        that one was taken by the time of start. */
+    const std::string& name() const { return serverName; }
+    const std::string& getTag() const { return tag; }
     int blockSize() const { return period; }
 
     /** Starts jackd under the first free name of the pool and waits until a client can reach
@@ -64,10 +72,10 @@ public:
     {
         if (pid > 0)
             return true;
-        for (int slot = 0; slot < kNamePool; ++slot)
-            if (startAs("qeltest-" + std::to_string(getuid()) + "-" + std::to_string(slot)))
+        for (int i = 0; i < kNamePool; ++i)
+            if (startAs(poolName((firstSlot + i) % kNamePool)))
                 return true;
-        serverName.clear();
+        serverName = poolName(firstSlot);
         return false;
     }
 
@@ -96,6 +104,21 @@ public:
     void kill() { stop(SIGKILL); }
 
 private:
+    static std::string poolName(int slot)
+    {
+        return "qeltest-" + std::to_string(getuid()) + "-" + std::to_string(slot);
+    }
+    static bool isAnswering(const std::string& candidate)
+    {
+        jack_status_t status{};
+        jack_client_t* probe =
+            jack_client_open("qel-probe", jack_options_t(JackNoStartServer | JackServerName),
+                             &status, candidate.c_str());
+        if (probe)
+            jack_client_close(probe);
+        return probe != nullptr;
+    }
+
     bool startAs(const std::string& candidate)
     {
         serverName = candidate;
@@ -144,6 +167,7 @@ private:
 
     std::string tag;
     std::string serverName;
+    int firstSlot = 0;
     int period;
     pid_t pid = -1;
 };
