@@ -108,6 +108,56 @@ std::string RenderOptions::parse(const std::vector<std::string>& arguments, Rend
     return std::string();
 }
 
+std::string PlayOptions::parse(const std::vector<std::string>& arguments, PlayOptions& options)
+{
+    for (size_t i = 0; i < arguments.size(); ++i)
+    {
+        const std::string& argument = arguments[i];
+        std::string value;
+        const bool takesValue = argument == "--class" || argument == "--driver" ||
+                                argument == "--input" || argument == "--midi" ||
+                                argument == "--midi-in" || argument == "--seconds" ||
+                                argument == "--record" || argument == "--config-dir";
+        if (takesValue)
+        {
+            if (i + 1 >= arguments.size())
+                return argument + " needs a value";
+            value = arguments[++i];
+        }
+        if (argument == "--class")
+            options.className = value;
+        else if (argument == "--driver")
+            options.driver = value;
+        else if (argument == "--input")
+            options.input = value;
+        else if (argument == "--midi")
+            options.midi = value;
+        else if (argument == "--midi-in")
+            options.midiIn = value;
+        else if (argument == "--record")
+            options.record = value;
+        else if (argument == "--config-dir")
+            options.configFolder = value;
+        else if (argument == "--seconds")
+        {
+            char* end = nullptr;
+            const double n = std::strtod(value.c_str(), &end);
+            if (value.empty() || *end != '\0' || !std::isfinite(n) || n <= 0.0 || n > 86400.0)
+                return "--seconds needs a number of seconds above 0, not: " + value;
+            options.seconds = n;
+        }
+        else if (argument == "--verbose" || argument == "-v")
+            options.verbose = true;
+        else if (!argument.empty() && argument[0] == '-')
+            return "unknown option for --play: " + argument;
+        else
+            options.folders.push_back(argument);
+    }
+    if (options.className.empty())
+        return "--play needs --class NAME-OR-CID";
+    return std::string();
+}
+
 CommandLine CommandLine::parse(int argc, const char* const argv[])
 {
     CommandLine result;
@@ -172,6 +222,15 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             setJob(Job::kRender, argument);
             std::vector<std::string> rest(argv + i + 1, argv + argc);
             const std::string problem = RenderOptions::parse(rest, result.render);
+            if (!problem.empty() && result.error.empty())
+                result.error = problem;
+            break;
+        }
+        if (argument == "--play")
+        {
+            setJob(Job::kPlay, argument);
+            std::vector<std::string> rest(argv + i + 1, argv + argc);
+            const std::string problem = PlayOptions::parse(rest, result.play);
             if (!problem.empty() && result.error.empty())
                 result.error = problem;
             break;
@@ -421,6 +480,10 @@ void printUsage(std::ostream& out)
            "                          [--set PARAM-ID=NORMALIZED[@SECONDS]]...\n"
            "                          [--sample-rate HZ] [--block-size N] [--seconds S]\n"
            "                          --output FILE.wav\n"
+           "       Qel3PluginTestHost --play --class NAME-OR-CID [MODULE-OR-FOLDER...]\n"
+           "                          [--driver NAME] [--input FILE|sine|noise|silence]\n"
+           "                          [--midi FILE.mid] [--midi-in PORT] [--seconds S]\n"
+           "                          [--record FILE.mid]\n"
            "\n"
            "  --list             list every class of the modules in the default plug-in\n"
            "                     folders, or in the folders given, one line per class:\n"
@@ -479,7 +542,10 @@ void printUsage(std::ostream& out)
            "                     the runs that follow; may be repeated\n"
            "  --list-devices     open each audio driver once and print its name, sample\n"
            "                     rate and block size (or \"unavailable\" and why), then one\n"
-           "                     line per port: direction, name, unique name (tab-separated)\n"
+           "                     line per port: direction, name, unique name (tab-separated);\n"
+           "                     then each MIDI interface (\"MIDI: ALSA MIDI\", \"MIDI: JACK\n"
+           "                     MIDI\") with one line per port (\"  in: ...\", \"  out: ...\")\n"
+           "                     or the reason it is missing\n"
            "  --midi-info        print what the host reads from each Standard MIDI File:\n"
            "                     format, division, song name, tempo and signature maps,\n"
            "                     and per track its name and events (position in quarter\n"
@@ -527,6 +593,22 @@ void printUsage(std::ostream& out)
            "  --block-size N     frames per block, 1 to 8192; default 256\n"
            "  --seconds S        how long; default: to the end of the input file or the\n"
            "                     MIDI file, whichever is later, plus the plug-in's tail\n"
+           "  --play             play one class live through an audio driver until --seconds\n"
+           "                     are up, the --midi song ends, or Ctrl-C; its first two\n"
+           "                     outputs go to the driver's first two playback channels,\n"
+           "                     every MIDI input of the system (\"All MIDI Inputs\") plays\n"
+           "                     into its first event input; prints at the end: driver,\n"
+           "                     sample rate, block size, blocks rendered, blocks skipped\n"
+           "                     (silence while the engine was busy) and xruns\n"
+           "  --driver NAME      with --play: \"JACK\", \"Null Audio Driver\" (plays in real\n"
+           "                     time without sound hardware) or an ALSA driver as\n"
+           "                     --list-devices names it; default: the driver of the last\n"
+           "                     run, else the first that opens. JACK talks to the server\n"
+           "                     named by JACK_DEFAULT_SERVER, never starting one\n"
+           "  --midi-in PORT     with --play: only this MIDI port (as --list-devices names\n"
+           "                     it, such as \"client:port\" for JACK) plays into the class\n"
+           "  --record FILE.mid  with --play: record what the MIDI inputs play and write it\n"
+           "                     as a Standard MIDI File at the end\n"
            "  --help             show this text\n"
            "  --version          show the version\n"
            "\n"

@@ -45,6 +45,23 @@ struct RenderOptions
     static std::string parse(const std::vector<std::string>& arguments, RenderOptions& options);
 };
 
+/** What --play was asked to do; read from the arguments after the option. */
+struct PlayOptions
+{
+    std::string className;
+    std::vector<std::string> folders;
+    std::string driver;    // empty: the driver of the last run, else the fallback
+    std::string input;     // a file, "sine", "noise", "silence", or empty (silence)
+    std::string midi;      // a Standard MIDI File played from the start
+    std::string midiIn;    // a MIDI port ("client:port") as the only live input
+    double seconds = -1.0; // -1: until the song ends, or Ctrl-C without a song
+    std::string record;    // where the notes that came in are written as a MIDI file
+    bool verbose = false;
+    std::string configFolder;
+    /** Reads the arguments that follow --play; the result is empty, or a usage error. */
+    static std::string parse(const std::vector<std::string>& arguments, PlayOptions& options);
+};
+
 struct CommandLine
 {
     enum class Job
@@ -63,7 +80,8 @@ struct CommandLine
         kPreset,
         kCheckRealtime, // --check-realtime: render one class and check it for real-time faults
         kRender,
-        kListDevices, // the audio drivers and their ports
+        kListDevices, // the audio drivers and their ports, the MIDI devices and theirs
+        kPlay,        // one class live through an audio driver
     };
 
     Job job = Job::kNone;
@@ -101,6 +119,8 @@ struct CommandLine
     double seconds = kDefaultCheckSeconds;
     // --render: everything after the option.
     RenderOptions render;
+    // --play: everything after the option.
+    PlayOptions play;
     std::string error; // a usage error, naming the wrong argument
 
     static constexpr double kDefaultTimeoutSeconds = 150.0;

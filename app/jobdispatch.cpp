@@ -6,6 +6,7 @@
 #include "app/listdevicesjob.h"
 #include "app/listjob.h"
 #include "app/midiinfojob.h"
+#include "app/playjob.h"
 #include "app/presetjob.h"
 #include "app/realtimecheckjob.h"
 #include "app/renderjob.h"
@@ -56,6 +57,8 @@ int runCommandLine(const CommandLine& commandLine, std::ostream& out, std::ostre
         return runRealtimeCheckJob(commandLine, out, err);
     case CommandLine::Job::kListDevices:
         return runListDevicesJob(commandLine, out, err);
+    case CommandLine::Job::kPlay:
+        return runPlayJob(commandLine, out, err);
     case CommandLine::Job::kTestSettings:
         return runTestSettingsJob(commandLine, out, err);
     case CommandLine::Job::kNone:

@@ -4,6 +4,7 @@
 #include "devices/audio/devicelisting.h"
 #include "devices/audio/devicemanager.h"
 #include "devices/audio/pbaiosmanager.h"
+#include "devices/midi/mididevicelist.h"
 #include "devices/ports/pportregistry.h"
 #include "hosting/fcomponentregistry.h"
 
@@ -30,8 +31,8 @@ int runListDevicesJob(const CommandLine&, std::ostream& out, std::ostream& err)
     {
         out << "Audio drivers:\n";
         printAudioDevices(*manager, out);
-        // The MIDI inputs and outputs follow here, in the same form, once the MIDI drivers
-        // are part of the program.
+        out << "MIDI devices:\n";
+        printMidiDevices(out, listMidiDevices(MidiDriverOptions()));
     }
     manager->terminate();
     manager->release();

@@ -2,7 +2,7 @@
 // JACK server of the test's own as the default server.
 #include "app/commandline.h"
 #include "app/jobdispatch.h"
-#include "devices/audio/jacktestsupport.h"
+#include "devices/testsupport/jacktestsupport.h"
 
 #include <gtest/gtest.h>
 
@@ -28,11 +28,11 @@ int run(std::vector<const char*> arguments, std::string& out, std::string& err)
 
 TEST(ListDevices, PrintsTheNullDriverAndTheDefaultJackServersPorts)
 {
-    Quillmark::testing::JackServer server(Quillmark::testing::JackServer::uniqueName("listjob"));
+    Quillmark::testing::JackServer server("listjob");
     ASSERT_TRUE(server.start());
     const char* before = std::getenv("JACK_DEFAULT_SERVER");
     const std::string saved = before ? before : "";
-    setenv("JACK_DEFAULT_SERVER", server.name.c_str(), 1);
+    setenv("JACK_DEFAULT_SERVER", server.name().c_str(), 1);
     std::string out;
     std::string err;
     const int status = run({"--list-devices"}, out, err);
@@ -46,6 +46,12 @@ TEST(ListDevices, PrintsTheNullDriverAndTheDefaultJackServersPorts)
     EXPECT_NE(out.find("\tplayback\tOut 2\tnull:playback_2\n"), std::string::npos) << out;
     EXPECT_NE(out.find("JACK\t48000 Hz\t256 samples\n"), std::string::npos) << out;
     EXPECT_NE(out.find("\tcapture\tIn 1\tsystem:capture_1\n"), std::string::npos) << out;
+    // The MIDI interfaces follow the audio drivers: JACK MIDI reaches the same server.
+    const size_t midi = out.find("MIDI devices:\n");
+    ASSERT_NE(midi, std::string::npos) << out;
+    EXPECT_GT(midi, out.find("JACK\t48000 Hz")) << out;
+    EXPECT_NE(out.find("MIDI: JACK MIDI\n", midi), std::string::npos) << out;
+    EXPECT_NE(out.find("MIDI: ALSA MIDI", midi), std::string::npos) << out;
     EXPECT_TRUE(err.empty()) << err;
 }
 

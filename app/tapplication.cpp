@@ -1,6 +1,7 @@
 #include "app/tapplication.h"
 
 #include "app/keyassignments.h"
+#include "app/rackpresetslot.h"
 
 #include "base/fcapabilities.h"
 #include "base/fzlibcompressor.h"
@@ -11,6 +12,12 @@
 #include "base/platform/clock.h"
 #include "base/platform/files.h"
 #include "base/platform/paths.h"
+#include "base/values/uvalue.h"
+#include "engine/audiograph.h"
+#include "engine/qelplayer.h"
+#include "engine/qelrack.h"
+#include "engine/qelslot.h"
+#include "engine/qelslotcontroller.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/ftester.h"
 #include "hosting/qelhostcontext.h"
@@ -96,9 +103,10 @@ TApplication::~TApplication()
     // Nothing read means nothing to write: saving now would replace the user's file.
     if (preferencesLoaded)
         writeSettings();
+    // The engine goes before the registry, which unloads the modules its plug-ins live in.
+    closeAudioEngine();
 
-    // Not built yet, so absent here: the rack's class identifiers ("Plugin Rack"), the
-    // console, the remote surface, the audio engine and the device registry.
+    // Not built yet, so absent here: the console and the remote surface.
     if (registry)
     {
         registry->close();
@@ -122,6 +130,8 @@ void TApplication::writeSettings()
     FDefaults* baios = preferences->lookup(kBaiosGroup);
     baios->setInt("ReleaseHardware", releaseHardwareInBackground ? 1 : 0);
     baios->setInt("DisableCPUEnergySaving", disableCpuEnergySaving ? 1 : 0);
+    if (engine && engine->isOpen())
+        engine->saveRack(*preferences);
     preferences->lookup(kApplicationGroup)
         ->setInt("Enable Parameter Popup", parameterPopup ? 1 : 0);
 }
@@ -178,6 +188,9 @@ void TApplication::run()
     if (quitRequested || platformQuit)
         return;
     open();
+    if (platformQuit)
+        return;
+    restoreRack();
     FMainLoop* loop = FMainLoop::instance();
     loop->setCommandHandler(&commands);
     ui.runMainLoop([this] { return platformQuit; });
@@ -297,16 +310,131 @@ void TApplication::open()
     if (quitRequested || platformQuit)
         return;
     openInProgress = true;
-    // The audio engine and the player join here once they exist.
+    ui.setBootText("Open Audio Engine");
+    engine = std::make_unique<AudioEngine>(*registry, preferences);
+    std::string problem;
+    if (!engine->open(engineOptions, &problem))
+    {
+        engine.reset();
+        ui.showMessage("Failed to open TARN Driver!");
+        forceQuit = true;
+        platformQuit = true;
+        FMainLoop::instance()->wake();
+        openInProgress = false;
+        return;
+    }
+    rackPresetSlot = std::make_unique<RackPresetSlot>(*engine->getRack(), *registry);
+    setPresetSlot(rackPresetSlot.get());
     ui.closeSplash();
     ui.openMainWindow();
     openInProgress = false;
+}
+
+void TApplication::closeAudioEngine()
+{
+    if (!engine)
+        return;
+    setPresetSlot(nullptr);
+    rackPresetSlot.reset();
+    engine->close();
+    engine.reset();
+}
+
+MiniEngine::QelPlayer* TApplication::getPlayer() const
+{
+    return engine ? engine->getPlayer() : nullptr;
+}
+
+void TApplication::restoreRack()
+{
+    MiniEngine::QelPlayer* player = getPlayer();
+    if (player && !player->getRack()->getSlot(0))
+        loadPlugin(FUID());
+    ui.closeSplash();
+}
+
+bool TApplication::loadIntoPlayer(const FUID& cid)
+{
+    MiniEngine::QelPlayer* player = getPlayer();
+    FComponentDescription* description = registry ? registry->findByCid(cid) : nullptr;
+    if (!player || !description)
+        return false;
+    windowTitle =
+        description->getName().toUtf8() + " - Version " + description->getVersion().toUtf8();
+    std::string problem;
+    if (!player->loadPlugin(cid, 0, &problem))
+    {
+        ui.showMessage(description->getName().toUtf8() + ": " + problem);
+        return false;
+    }
+    return true;
+}
+
+void TApplication::loadPlugin(const FUID& cid)
+{
+    MiniEngine::QelPlayer* player = getPlayer();
+    if (!player)
+        return;
+    if (cid.isValid() && registry->findByCid(cid))
+    {
+        loadIntoPlayer(cid);
+        return;
+    }
+    // The rack of the last run, in order; classes this registry does not know are skipped.
+    for (const FUID& stored : AudioEngine::storedRack(*preferences))
+    {
+        FComponentDescription* description = registry->findByCid(stored);
+        if (!description)
+            continue;
+        windowTitle =
+            description->getName().toUtf8() + " - Version " + description->getVersion().toUtf8();
+        std::string problem;
+        if (!player->loadPlugin(stored, -1, &problem))
+            ui.showMessage(description->getName().toUtf8() + ": " + problem);
+    }
+}
+
+UValue* TApplication::getValue(const std::string& path) const
+{
+    const size_t dot = path.find('.');
+    if (dot == std::string::npos)
+        return nullptr;
+    const std::string head = path.substr(0, dot);
+    const String rest(path.substr(dot + 1).c_str());
+    MiniEngine::QelPlayer* player = getPlayer();
+    if (!player)
+        return nullptr;
+    if (head == "Transport")
+        return player->findValue(rest);
+    if (head == "Plugin")
+    {
+        MiniEngine::QelSlot* slot = player->getRack()->getSlot(0);
+        MiniEngine::QelSlotController* controller =
+            slot ? player->findSlotController(slot) : nullptr;
+        return controller ? controller->findValue(rest) : nullptr;
+    }
+    return nullptr;
+}
+
+bool TApplication::pressPlayer(int32 tag)
+{
+    MiniEngine::QelPlayer* player = getPlayer();
+    if (!player)
+        return false;
+    player->press(tag);
+    return true;
 }
 
 bool TApplication::canQuit(bool silently)
 {
     if (dontAskForQuit || forceQuit)
         return true;
+    if (MiniEngine::QelPlayer* player = getPlayer())
+    {
+        bool changed = false;
+        if (!player->canQuit(changed))
+            return false;
+    }
     if (quitConfirmed || silently)
         return true;
     Question question;
@@ -374,20 +502,13 @@ void TApplication::registerCommands()
         commands.add({category, name, menuText, debounced, {}, [] { return false; }});
     };
     missing("File", "Close", "Close", false);
-    missing("File", "Load MIDI File", "Load MIDI File", true);
-    missing("File", "Save MIDI File", "Save MIDI File", true);
     missing("File", "Key Commands", "Key Commands...", false);
     missing("File", "Preferences", "Global Preferences...", false);
     missing("File", "Plug-In Preferences", "Plug-In Preferences...", true);
-    missing("Transport", "Play", "Play", false);
-    missing("Transport", "PlayStop", "Play/Stop", false);
-    missing("Transport", "Stop", "Stop", false);
-    missing("Transport", "Loop", "Loop On/Off", false);
-    missing("Transport", "Record", nullptr, false);
-    missing("Transport", "Return to Zero", "Return to Zero", false);
     missing("View", "Plugin Information", "Open Plug-In Information Window", false);
     missing("View", "Plugin Unit Tests", "Open Plug-In Unit Tests Window", false);
     missing("View", "Preset Editor", "Open Preset Editor", false);
+    registerPlayerCommands();
     commands.add({"View", "Show/Hide Parameter Popup",
                   [this] {
                       return std::string(parameterPopup ? "Disable Parameter Popup"
@@ -418,6 +539,74 @@ void TApplication::registerCommands()
                       tooltips = false;
                       return false;
                   }});
+}
+
+void TApplication::registerPlayerCommands()
+{
+    using MiniEngine::QelPlayer;
+    auto hasPlayer = [this] { return getPlayer() != nullptr; };
+    auto add = [&](const char8* category, const char8* name, const char8* text, bool debounced,
+                   std::function<bool()> action)
+    {
+        std::function<std::string()> menuText;
+        if (text)
+            menuText = [text] { return std::string(text); };
+        commands.add({category, name, menuText, debounced, std::move(action), hasPlayer});
+    };
+    auto isOn = [this](int32 tag)
+    {
+        UValue* value = getPlayer() ? getPlayer()->valueOf(tag) : nullptr;
+        return value && value->getInt() != 0;
+    };
+    add("File", "Load MIDI File", "Load MIDI File", true,
+        [this] { return pressPlayer(QelPlayer::kLoadMidiFile); });
+    add("File", "Save MIDI File", "Save MIDI File", true,
+        [this] { return pressPlayer(QelPlayer::kSaveMidiFile); });
+    add("Transport", "Play", "Play", false, [this] { return pressPlayer(QelPlayer::kPlay); });
+    add("Transport", "PlayStop", "Play/Stop", false,
+        [this]
+        {
+            if (!getPlayer())
+                return false;
+            const bool stopped = !getPlayer()->getAudioGraph()->isPlaying();
+            return pressPlayer(stopped ? QelPlayer::kPlay : QelPlayer::kStop);
+        });
+    add("Transport", "Stop", "Stop", false, [this] { return pressPlayer(QelPlayer::kStop); });
+    add("Transport", "Loop", "Loop On/Off", false,
+        [this, isOn]
+        {
+            if (!getPlayer())
+                return false;
+            getPlayer()->valueOf(QelPlayer::kLoop)->setInt(isOn(QelPlayer::kLoop) ? 0 : 1);
+            return true;
+        });
+    add("Transport", "Record", nullptr, false,
+        [this, isOn]
+        {
+            if (!getPlayer())
+                return false;
+            if (isOn(QelPlayer::kRecord))
+            {
+                getPlayer()->valueOf(QelPlayer::kRecord)->setInt(0);
+                return pressPlayer(QelPlayer::kStop);
+            }
+            getPlayer()->valueOf(QelPlayer::kRecord)->setInt(1);
+            return true;
+        });
+    add("Transport", "Return to Zero", "Return to Zero", false,
+        [this]
+        {
+            if (!getPlayer())
+                return false;
+            // A second stop while stopped is what rewinds.
+            if (getPlayer()->getAudioGraph()->isPlaying())
+            {
+                pressPlayer(QelPlayer::kStop);
+                pressPlayer(QelPlayer::kStop);
+                return pressPlayer(QelPlayer::kPlay);
+            }
+            return pressPlayer(QelPlayer::kStop);
+        });
 }
 
 std::vector<Menu> TApplication::createMenuBar() const
@@ -495,6 +684,13 @@ std::vector<Menu> TApplication::createMenuBar() const
 void TApplication::notify(FMessage* message)
 {
     const String& name = message->getName();
+    if (name == ConstString("NewDevice") || name == ConstString("LockProcess") ||
+        name == ConstString("UnLockProcess"))
+    {
+        if (MiniEngine::QelPlayer* player = getPlayer())
+            player->notify(message);
+        return;
+    }
     bool execute = name == ConstString(ICommandHandler::kInterpret);
     if (!execute && name != ConstString(ICommandHandler::kCanInterpret))
     {

@@ -4,12 +4,14 @@
 // by the entry (or a command-line job), which also owns the user interface services it borrows.
 #pragma once
 
+#include "app/audioengine.h"
 #include "app/commandtable.h"
 #include "app/presetcommands.h"
 #include "app/uiservices.h"
 #include "base/fobject.h"
 #include "base/fstring.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,8 @@ namespace Quillmark
 
 class FComponentRegistry;
 class FDefaultPool;
+class RackPresetSlot;
+class UValue;
 
 /** A class category shown on the information pages. */
 struct PluginCategory
@@ -81,7 +85,24 @@ public:
     /** Null scans the default folders in order; otherwise exactly the folders given. */
     int32 initScan(const std::vector<std::string>* folders = nullptr);
     void initFinish();
+    /** Opens the audio engine and the main window; a driver that does not open ends the
+        program ("Failed to open TARN Driver!"). */
     void open();
+    /** After the window is up: the plug-ins of the last run, when slot 0 is empty. */
+    void restoreRack();
+    /** A valid class the registry knows goes into slot 0; otherwise the rack of the last run
+        comes back. Nothing without a player. */
+    void loadPlugin(const FUID& cid = FUID());
+    /** How open() opens the engine; the default takes the driver of the last run. */
+    void setEngineOptions(const AudioEngine::Options& options) { engineOptions = options; }
+    /** The player once the engine is open, else null (borrowed). */
+    MiniEngine::QelPlayer* getPlayer() const;
+    AudioEngine* getAudioEngine() const { return engine.get(); }
+    /** "Transport.NAME" is the player's value NAME, "Plugin.NAME" the value of slot 0's
+        controller; anything else, or a missing target, is null. */
+    UValue* getValue(const std::string& path) const;
+    /** The title the main window shows for the plug-in in slot 0. */
+    const std::string& getWindowTitle() const { return windowTitle; }
 
     /** True when quitting may go ahead; may ask the user. */
     bool canQuit(bool silently);
@@ -93,7 +114,8 @@ public:
     std::vector<Menu> createMenuBar() const;
 
     /** "Interpret" and "CanInterpret" with the strings "category" and "name"; the answer goes
-        back as the integer "result". */
+        back as the integer "result". "NewDevice", "LockProcess" and "UnLockProcess" go on to
+        the player. */
     void notify(FMessage* message) override;
 
     FComponentRegistry& getRegistry() { return *registry; }
@@ -124,8 +146,13 @@ public:
 
 private:
     void registerCommands();
+    void registerPlayerCommands();
     void loadPreferencesSafely();
     void writeSettings();
+    void closeAudioEngine();
+    bool loadIntoPlayer(const FUID& cid);
+    /** Sets a player value to 1 through a press, so a lit button runs again. */
+    bool pressPlayer(int32 tag);
 
     IUIServices& ui;
     int32 mode;
@@ -142,6 +169,10 @@ private:
     PresetCommands presetCommands;
     FComponentRegistry* registry = nullptr;
     FDefaultPool* preferences = nullptr;
+    AudioEngine::Options engineOptions;
+    std::unique_ptr<AudioEngine> engine;
+    std::unique_ptr<RackPresetSlot> rackPresetSlot;
+    std::string windowTitle;
 
     bool releaseHardwareInBackground = false;
     bool disableCpuEnergySaving = false;

@@ -6,6 +6,10 @@
 #include "base/fmessage.h"
 #include "base/fstreams.h"
 #include "base/icompressionengine.h"
+#include "engine/audiograph.h"
+#include "engine/qelplayer.h"
+#include "engine/qelrack.h"
+#include "engine/qelslot.h"
 #include "hosting/fcomponentregistry.h"
 #include "hosting/qelhostcontext.h"
 #include "hosting/testsupport.h"
@@ -477,9 +481,9 @@ TEST_F(Application, EveryCommandWithAMenuTextIsInTheMenusWithItsKey)
     // The menus of a program without windows: the commands of missing targets are there but
     // off, and only those.
     for (const char8* key :
-         {"File/Close", "File/Load Preset", "File/Save Preset", "File/Load MIDI File",
-          "File/Key Commands", "File/Preferences", "Transport/Play", "Transport/Return to Zero",
-          "View/Preset Editor", "View/Plugin Information", "View/Plugin Unit Tests"})
+         {"File/Close", "File/Load MIDI File", "File/Key Commands", "File/Preferences",
+          "Transport/Play", "Transport/Return to Zero", "View/Preset Editor",
+          "View/Plugin Information", "View/Plugin Unit Tests"})
     {
         ASSERT_EQ(shown.count(key), 1u) << key;
         EXPECT_FALSE(shown[key]->enabled) << key;
@@ -499,9 +503,8 @@ TEST_F(Application, EveryCommandWithAMenuTextIsInTheMenusWithItsKey)
     EXPECT_TRUE(commands.canInterpret("Transport", "Play"));
     EXPECT_FALSE(commands.isEnabled("Transport", "Play"));
     EXPECT_FALSE(commands.interpret("Transport", "Play"));
+    EXPECT_FALSE(commands.interpret("File", "Load MIDI File"));
     EXPECT_EQ(commands.getLastCommandTime(), -1) << "a disabled debounced command left a time";
-    EXPECT_FALSE(commands.interpret("File", "Load Preset"));
-    EXPECT_EQ(commands.getLastCommandTime(), -1);
 
     // Every key assignment names a command of the table, and no key runs two.
     std::set<std::string> keys;
@@ -511,5 +514,87 @@ TEST_F(Application, EveryCommandWithAMenuTextIsInTheMenusWithItsKey)
             << assignment.category << "/" << assignment.name;
         EXPECT_TRUE(keys.insert(assignment.key).second) << assignment.key;
     }
+    app->release();
+}
+
+TEST_F(Application, TheEngineOpensWithTheWindowAndThePlayerAndTheRackOutliveAQuit)
+{
+    std::string modules = temp.folder("modules");
+    copyInto(Quillmark::testing::exampleModule(kQelGainModule), modules);
+    setenv("QEL3_PATH", modules.c_str(), 1);
+    writeDefaults([](FDefaultPool& pool)
+                  { pool.lookup("BAIOS")->setString("DeviceName", String("Null Audio Driver")); });
+
+    TApplication* app = start();
+    // Start-up alone opens no audio device: only the window's start does.
+    EXPECT_EQ(app->getPlayer(), nullptr);
+    EXPECT_FALSE(app->getCommandTable().isEnabled("Transport", "Play"));
+    EXPECT_EQ(app->getValue("Transport.tempo"), nullptr);
+    app->open();
+    ASSERT_NE(app->getPlayer(), nullptr);
+    EXPECT_LT(ui.indexOf("boot Open Audio Engine"), ui.indexOf("close splash"));
+    EXPECT_EQ(app->getAudioEngine()->getDriverName(), "Null Audio Driver");
+
+    // The transport commands act on the player now.
+    CommandTable& commands = app->getCommandTable();
+    EXPECT_TRUE(commands.isEnabled("Transport", "Play"));
+    ASSERT_NE(app->getValue("Transport.loop"), nullptr);
+    const int32 loop = app->getValue("Transport.loop")->getInt();
+    EXPECT_TRUE(commands.interpret("Transport", "Loop"));
+    EXPECT_EQ(app->getValue("Transport.loop")->getInt(), 1 - loop);
+    EXPECT_TRUE(commands.interpret("Transport", "Play"));
+    EXPECT_TRUE(app->getPlayer()->getAudioGraph()->isPlaying());
+    EXPECT_TRUE(commands.interpret("Transport", "PlayStop"));
+    EXPECT_FALSE(app->getPlayer()->getAudioGraph()->isPlaying());
+    EXPECT_TRUE(commands.interpret("Transport", "PlayStop"));
+    EXPECT_TRUE(app->getPlayer()->getAudioGraph()->isPlaying());
+    EXPECT_TRUE(commands.interpret("Transport", "Stop"));
+    EXPECT_FALSE(app->getPlayer()->getAudioGraph()->isPlaying());
+
+    // "Plugin" paths reach slot 0's controller once there is one; unknown heads reach nothing.
+    EXPECT_EQ(app->getValue("Plugin.param0"), nullptr);
+    app->loadPlugin(FUID(kQelGainCid));
+    ASSERT_NE(app->getPlayer()->getRack()->getSlot(0), nullptr);
+    EXPECT_EQ(app->getWindowTitle().rfind("Qel Gain - Version ", 0), 0u) << app->getWindowTitle();
+    EXPECT_NE(app->getValue("Plugin.param0"), nullptr);
+    EXPECT_EQ(app->getValue("Elsewhere.tempo"), nullptr);
+    EXPECT_EQ(app->getValue("tempo"), nullptr);
+    app->getValue("Transport.tempo")->setFloat(141.0);
+    app->release();
+
+    EXPECT_EQ(storedInt("Plugin Rack", "Slot Count"), 1);
+    auto* pool = new FDefaultPool(defaultsPath());
+    ASSERT_TRUE(pool->load());
+    double tempo = 0.0;
+    EXPECT_TRUE(pool->lookup("Player")->getFloat("Tempo", tempo));
+    EXPECT_DOUBLE_EQ(tempo, 141.0);
+    pool->release();
+
+    // The next start plays on where this one ended.
+    app = start();
+    app->open();
+    ASSERT_NE(app->getPlayer(), nullptr);
+    app->restoreRack();
+    MiniEngine::QelSlot* slot = app->getPlayer()->getRack()->getSlot(0);
+    ASSERT_NE(slot, nullptr);
+    EXPECT_EQ(slot->getClassId(), FUID(kQelGainCid));
+    EXPECT_EQ(app->getPlayer()->getRack()->countSlots(), 1);
+    EXPECT_DOUBLE_EQ(app->getValue("Transport.tempo")->getFloat(), 141.0);
+    EXPECT_EQ(app->getValue("Transport.loop")->getInt(), 1 - loop);
+    app->release();
+}
+
+TEST_F(Application, NoDriverEndsTheStartWithTheDriverMessage)
+{
+    // "null" is the stored choice of no device at all.
+    writeDefaults([](FDefaultPool& pool)
+                  { pool.lookup("BAIOS")->setString("DeviceName", String("null")); });
+    TApplication* app = start();
+    app->open();
+    EXPECT_GE(ui.indexOf("message Failed to open TARN Driver!"), 0);
+    EXPECT_TRUE(app->isPlatformQuit());
+    EXPECT_EQ(app->getPlayer(), nullptr);
+    EXPECT_TRUE(app->canQuit(false)) << "a forced quit asks nothing";
+    EXPECT_EQ(ui.indexOf("ask quit"), -1);
     app->release();
 }

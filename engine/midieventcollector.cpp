@@ -21,6 +21,12 @@ MidiEventCollectorInput::MidiEventCollectorInput(FUnknown* owner, int32 collecti
 {
 }
 
+tresult MidiEventCollectorInput::queryInterface(const TUID iid, void** obj)
+{
+    QEL_QUERY_INTERFACE(iid, obj, IMidiEventReceiver)
+    return PInput::queryInterface(iid, obj);
+}
+
 void MidiEventCollectorInput::receive(PEvent* event)
 {
     if (target && isEnabled())

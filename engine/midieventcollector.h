@@ -8,6 +8,7 @@
 #include "base/fobject.h"
 #include "devices/ports/pport.h"
 #include "engine/midiconversion.h"
+#include "qelhost/imidieventreceiver.h"
 
 #include <vector>
 
@@ -24,8 +25,9 @@ class QelEventInput;
 namespace MidiSupport
 {
 
-/** One port of a collector: a sink of the "midi" system. */
-class MidiEventCollectorInput : public PInput
+/** One port of a collector: a sink of the "midi" system. A MIDI source hands it its events
+    through IMidiEventReceiver, so that each port of a collector gets only its own. */
+class MidiEventCollectorInput : public PInput, public IMidiEventReceiver
 {
     QEL_DECLARE_CLASS(MidiEventCollectorInput, PInput)
 public:
@@ -39,6 +41,12 @@ public:
     /** From a MIDI thread: the event is borrowed, a copy of its message is kept. */
     void receive(PEvent* event);
     void receive(const MiniEngine::MidiMessage& message);
+
+    // IMidiEventReceiver, on the source's thread
+    void receiveMidiEvent(PEvent* event) override { receive(event); }
+    tresult queryInterface(const TUID iid, void** obj) override;
+    uint32 addRef() override { return PInput::addRef(); }
+    uint32 release() override { return PInput::release(); }
 
 private:
     int32 collectionIndex;

@@ -3,7 +3,7 @@
 #include "devices/audio/alsaaudiodriver.h"
 #include "devices/audio/audiodevicestestsupport.h"
 #include "devices/audio/jackaudiodriver.h"
-#include "devices/audio/jacktestsupport.h"
+#include "devices/testsupport/jacktestsupport.h"
 
 #include <sstream>
 
@@ -14,11 +14,11 @@ namespace
 
 TEST(DeviceListing, ShowsEachDriverWithItsPortsOrWhyItIsUnavailable)
 {
-    testing::JackServer server(testing::JackServer::uniqueName("list"));
+    testing::JackServer server("list");
     ASSERT_TRUE(server.start());
     std::vector<std::unique_ptr<Baios::AudioDriver>> drivers;
     drivers.push_back(std::make_unique<Baios::NullAudioDriver>());
-    drivers.push_back(std::make_unique<Baios::JackAudioDriver>(server.name, "QelList"));
+    drivers.push_back(std::make_unique<Baios::JackAudioDriver>(server.name(), "QelList"));
     drivers.push_back(
         std::make_unique<Baios::AlsaAudioDriver>("Gone", "plughw:CARD=QelNoSuchCard,DEV=0"));
     auto* library = new Baios::DeviceManager(std::move(drivers));

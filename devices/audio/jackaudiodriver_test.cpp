@@ -3,7 +3,7 @@
 #include "base/optimaudio/audiokernels.h"
 #include "devices/audio/audiodevicestestsupport.h"
 #include "devices/audio/baioshandler.h"
-#include "devices/audio/jacktestsupport.h"
+#include "devices/testsupport/jacktestsupport.h"
 #include "engine/testoperators.h"
 
 namespace Quillmark
@@ -36,9 +36,9 @@ protected:
     void SetUp() override
     {
         installAudioKernels();
-        ASSERT_TRUE(server.start()) << "jackd did not start as " << server.name;
+        ASSERT_TRUE(server.start()) << "jackd did not start as " << server.name();
         std::vector<std::unique_ptr<Baios::AudioDriver>> drivers;
-        drivers.push_back(std::make_unique<Baios::JackAudioDriver>(server.name, clientName));
+        drivers.push_back(std::make_unique<Baios::JackAudioDriver>(server.name(), clientName));
         auto* library = new Baios::DeviceManager(std::move(drivers));
         ports = new PPortRegistry;
         manager = new PBaiosManager(ports, nullptr);
@@ -76,7 +76,7 @@ protected:
 
     std::string port(int number) const { return clientName + ":out_" + std::to_string(number); }
 
-    JackServer server{JackServer::uniqueName("jack")};
+    JackServer server{"jack"};
     std::string clientName = "QelHost";
     PPortRegistry* ports = nullptr;
     PBaiosManager* manager = nullptr;
@@ -104,8 +104,8 @@ TEST_F(Jack, OffersOnlyTheServersFormatAndItsPhysicalPorts)
 TEST_F(Jack, OutputReachesAJackPort)
 {
     play(0.25f);
-    JackReader left(server.name, "readerL");
-    JackReader right(server.name, "readerR");
+    JackReader left(server.name(), "readerL");
+    JackReader right(server.name(), "readerR");
     ASSERT_TRUE(left.isOpen() && right.isOpen());
     ASSERT_TRUE(left.connectFrom(port(1)));
     ASSERT_TRUE(right.connectFrom(port(2)));
@@ -119,7 +119,7 @@ TEST_F(Jack, OutputReachesAJackPort)
 TEST_F(Jack, BlockSizeChangeWhilePlaying)
 {
     play(0.5f);
-    JackReader reader(server.name, "reader");
+    JackReader reader(server.name(), "reader");
     ASSERT_TRUE(reader.connectFrom(port(1)));
     reader.expect(0.5f);
     ASSERT_TRUE(serveUntil([&] { return reader.matchingBlocks() > 5; }));
@@ -138,7 +138,7 @@ TEST_F(Jack, ServerKilledAndStartedAgainWhilePlaying)
 {
     play(0.75f);
     {
-        JackReader reader(server.name, "reader");
+        JackReader reader(server.name(), "reader");
         ASSERT_TRUE(reader.connectFrom(port(1)));
         reader.expect(0.75f);
         ASSERT_TRUE(serveUntil([&] { return reader.matchingBlocks() > 5; }));
@@ -158,7 +158,7 @@ TEST_F(Jack, ServerKilledAndStartedAgainWhilePlaying)
         << "the device did not come back with the server";
     EXPECT_TRUE(manager->getDeviceManager()->isStarted());
     EXPECT_TRUE(source->getOutputPin(0)->isConnectedTo(device->getPlaybackPort(0)));
-    JackReader reader(server.name, "reader");
+    JackReader reader(server.name(), "reader");
     ASSERT_TRUE(reader.connectFrom(port(1)));
     reader.expect(0.75f);
     EXPECT_TRUE(serveUntil([&] { return reader.matchingBlocks() > 10; })) << "it plays again";
@@ -166,7 +166,7 @@ TEST_F(Jack, ServerKilledAndStartedAgainWhilePlaying)
 
 TEST(JackWithoutServer, OpeningFailsWithAReason)
 {
-    Baios::JackAudioDriver driver(JackServer::uniqueName("absent"), "QelHost");
+    Baios::JackAudioDriver driver("absent", "QelHost");
     std::string error;
     EXPECT_EQ(driver.open(error), nullptr);
     EXPECT_NE(error.find("No JACK server"), std::string::npos) << error;

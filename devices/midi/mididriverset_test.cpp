@@ -1,6 +1,7 @@
 // The MIDI boot step: what is there opens, what is missing is reported and found later, and
 // every input joins "All MIDI Inputs"; the settings go back at the end.
-#include "devices/midi/jacktestsupport.h"
+#include "devices/testsupport/jacktestsupport.h"
+#include "devices/midi/mididevicetestsupport.h"
 #include "devices/midi/mididriverset.h"
 #include "devices/ports/pportregistry.h"
 

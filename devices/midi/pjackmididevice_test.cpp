@@ -1,7 +1,8 @@
 // The JACK MIDI driver against a real server of the test's own: notes from another client reach
 // a connected receiver in order with their identifiers and timing order, outputs play at their
 // time, the process callback leaves the heap alone, and the driver outlives its server.
-#include "devices/midi/jacktestsupport.h"
+#include "devices/testsupport/jacktestsupport.h"
+#include "devices/midi/mididevicetestsupport.h"
 #include "devices/midi/mididevicelist.h"
 #include "devices/midi/palsamididevice.h"
 #include "devices/midi/pjackmididevice.h"

@@ -83,11 +83,16 @@ void PMidiOutput::connectionsChanged()
         target.input = FCast<PMidiInput>(static_cast<FObject*>(port));
         if (!target.input)
         {
+            // A port that takes events itself comes first; otherwise its owner takes them.
             FUnknown* owner = port->getOwner();
-            if (owner &&
-                owner->queryInterface(IMidiEventReceiver::iid.bytes,
-                                      reinterpret_cast<void**>(&target.receiver)) == kResultOk)
-                target.receiver->release(); // the owner outlives its connected port
+            void* receiver = nullptr;
+            if (port->queryInterface(IMidiEventReceiver::iid.bytes, &receiver) == kResultOk ||
+                (owner &&
+                 owner->queryInterface(IMidiEventReceiver::iid.bytes, &receiver) == kResultOk))
+            {
+                target.receiver = static_cast<IMidiEventReceiver*>(receiver);
+                target.receiver->release(); // the port and its owner outlive the connection
+            }
             else
                 target.receiver = nullptr;
         }
