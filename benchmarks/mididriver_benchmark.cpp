@@ -9,7 +9,8 @@
 // Targets: the callback stays far below the period; delivery within the cycle the bare client
 // sees the note in; output lateness within the scheduler's 2 ms plus one period.
 #include "base/platform/clock.h"
-#include "devices/midi/jacktestsupport.h"
+#include "devices/midi/mididevicetestsupport.h"
+#include "devices/testsupport/jacktestsupport.h"
 #include "devices/midi/pjackmididevice.h"
 #include "devices/ports/pportregistry.h"
 

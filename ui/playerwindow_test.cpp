@@ -11,6 +11,7 @@
 #include "engine/playertestsupport.h"
 #include "engine/slotparametervalue.h"
 #include "hosting/testsupport.h"
+#include "plugins/common/exampleids.h"
 #include "ui/mainwindow.h"
 #include "ui/pluginwindow.h"
 #include "ui/preferenceswindow.h"
@@ -467,4 +468,51 @@ TEST_F(AudioSystemPage, ShowsTheDriverAndItsRateAndChangesTheRate)
     window->setAudioSystem(nullptr);
     EXPECT_TRUE(group->isHidden());
     EXPECT_EQ(window->countBindings(), before);
+}
+
+TEST(ApplicationWindows, TheApplicationsOwnEngineDrivesTheTransportTheRackAndTheAudioPage)
+{
+    qtApplication();
+    Quillmark::testing::TempFolder temp;
+    QtUIServices ui{SkinLoader({QEL_SKIN_DIR})};
+    auto* app = new TApplication({0, "Test Standalone", temp.folder("data")}, ui);
+    ui.setApplication(app);
+    ASSERT_TRUE(app->initialize());
+    app->initPreferences();
+    const std::vector<std::string> folders{QEL_MODULE_DIR};
+    app->initScan(&folders);
+    app->initFinish();
+    AudioEngine::Options options;
+    options.driver = "Null Audio Driver";
+    options.midi = false;
+    app->setEngineOptions(options);
+    app->open();
+
+    MainWindow* window = ui.getMainWindow();
+    ASSERT_NE(window, nullptr);
+    ASSERT_NE(app->getPlayer(), nullptr);
+    EXPECT_EQ(window->getPlayer(), app->getPlayer());
+    EXPECT_GT(window->countPlayerBindings(), 20);
+    EXPECT_TRUE(window->findChild<QWidget*>("transportPanel")->isVisibleTo(window));
+
+    // A class loaded by the application gets its row in the window's rack.
+    app->loadPlugin(FUID(Qel::Examples::kQelGainCid));
+    RackView* rack = window->getRackView();
+    ASSERT_NE(rack, nullptr);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return rack->countRows() == 1; }, 2000));
+
+    // The audio system's page speaks for the driver that plays.
+    auto* preferences = qobject_cast<PreferencesWindow*>(ui.openPreferences());
+    ASSERT_NE(preferences, nullptr);
+    auto* group = preferences->findChild<QWidget*>("audioSystem");
+    ASSERT_NE(group, nullptr);
+    EXPECT_FALSE(group->isHidden());
+    auto* drivers = preferences->findChild<QComboBox*>("tarnDriver");
+    ASSERT_NE(drivers, nullptr);
+    EXPECT_EQ(drivers->currentText(), "Null Audio Driver");
+
+    // The windows go first, then the application closes its engine.
+    ui.closeWindows();
+    ui.setApplication(nullptr);
+    app->release();
 }

@@ -1,7 +1,10 @@
 #include "ui/qtuiservices.h"
 
+#include "app/audioengine.h"
 #include "app/presettarget.h"
 #include "app/tapplication.h"
+#include "devices/audio/audiosystemcontroller.h"
+#include "engine/qelplayer.h"
 #include "ui/keycommandswindow.h"
 #include "ui/mainloopbridge.h"
 #include "ui/mainwindow.h"
@@ -151,8 +154,8 @@ bool QtUIServices::askText(const TextRequest& request, std::string& answer)
     case TextRequest::kText:
     {
         QInputDialog dialog(mainWindow);
-        dialog.setWindowTitle(QString::fromStdString(
-            application ? application->getApplicationName() : "Qel3PluginTestHost"));
+        dialog.setWindowTitle(QString::fromStdString(application ? application->getApplicationName()
+                                                                 : "Qel3PluginTestHost"));
         dialog.setLabelText(title);
         dialog.setTextValue(initial);
         dialog.resize(230, dialog.sizeHint().height());
@@ -192,6 +195,8 @@ void QtUIServices::openMainWindow()
     }
     mainWindow->setMenus(menus);
     mainWindow->setPresetEditorOpener([this](PluginWindow& editor) { openPresetEditor(&editor); });
+    // The application's engine is open by now: the transport and the rack show its player.
+    mainWindow->setPlayer(application->getPlayer());
     mainWindow->show();
 }
 
@@ -259,11 +264,39 @@ QWidget* QtUIServices::openPreferences()
     if (!application)
         return nullptr;
     QString error;
-    preferences = PreferencesWindow::create(*application, skins, &error);
-    if (!preferences)
+    PreferencesWindow* window = PreferencesWindow::create(*application, skins, &error);
+    if (!window)
     {
         QMessageBox::warning(mainWindow, "Qel3PluginTestHost", error);
         return nullptr;
+    }
+    preferences = window;
+    // The audio system's page speaks for the engine that plays now; the window keeps the
+    // controller for as long as it is open.
+    AudioEngine* engine = application->getAudioEngine();
+    if (engine && engine->getManager())
+    {
+        auto* audioSystem =
+            new AudioSystemController(engine->getManager(), &application->getPreferences());
+        audioSystem->setQuestion(
+            [this](const std::string& text, const std::vector<std::string>& buttons)
+            {
+                Question question;
+                question.id = "audio-system";
+                question.text = text;
+                question.buttons = buttons;
+                return int32(ask(question));
+            });
+        audioSystem->setNotice([this](const std::string& text) { showMessage(text); });
+        audioSystem->setStopTransport(
+            [this]
+            {
+                if (MiniEngine::QelPlayer* player =
+                        application ? application->getPlayer() : nullptr)
+                    player->press(MiniEngine::QelPlayer::kStop);
+            });
+        window->setAudioSystem(audioSystem);
+        audioSystem->release();
     }
     return raise(preferences);
 }
