@@ -6,6 +6,7 @@
 #include "audiofile/audiofilekeys.h"
 #include "audiofile/audiofiletypes.h"
 #include "base/optimaudio/audiokernels.h"
+#include "base/owned.h"
 #include "base/platform/files.h"
 
 #include <cstdio>
@@ -19,17 +20,6 @@ namespace Quillmark
 
 namespace
 {
-
-struct ReleaseObject
-{
-    void operator()(FObject* object) const
-    {
-        if (object)
-            object->release();
-    }
-};
-/** Holds the creator's reference of a host object and releases it. */
-template <class T> using Owned = std::unique_ptr<T, ReleaseObject>;
 
 std::string escaped(const std::string& text)
 {

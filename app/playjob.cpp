@@ -41,13 +41,7 @@ void setValue(MiniEngine::QelPlayer& player, int32 tag, int64 value)
 int runPlayJob(const CommandLine& commandLine, std::ostream& out, std::ostream& err)
 {
     const PlayOptions& options = commandLine.play;
-    int32 inputKind = MiniEngine::SignalGenerator::kAudioFile;
-    if (options.input == "sine")
-        inputKind = MiniEngine::SignalGenerator::kSine;
-    else if (options.input == "noise")
-        inputKind = MiniEngine::SignalGenerator::kNoise;
-    else if (options.input == "silence" || options.input.empty())
-        inputKind = MiniEngine::SignalGenerator::kSilence;
+    const int32 inputKind = MiniEngine::SignalGenerator::kindOfInput(options.input);
 
     HostSession session(err, options.verbose || commandLine.verbose,
                         options.configFolder.empty() ? commandLine.configFolder

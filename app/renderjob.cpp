@@ -8,6 +8,7 @@
 #include "audiofile/audiofilekeys.h"
 #include "base/fmainloop.h"
 #include "base/optimaudio/audiokernels.h"
+#include "base/owned.h"
 #include "devices/audio/baioshandler.h"
 #include "devices/audio/devicemanager.h"
 #include "devices/audio/nullaudiodriver.h"
@@ -39,16 +40,6 @@ namespace
 {
 
 constexpr const char* kProgram = "Qel3PluginTestHost: ";
-
-struct ReleaseObject
-{
-    void operator()(FObject* object) const
-    {
-        if (object)
-            object->release();
-    }
-};
-template <class T> using Owned = std::unique_ptr<T, ReleaseObject>;
 
 /** The sample rate of an audio file, 0 when it cannot be read. */
 double fileSampleRate(const std::string& path)
@@ -192,13 +183,7 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
     }
 
     // The input decides the format unless a rate is given: a file plays sample for sample.
-    int32 inputKind = MiniEngine::SignalGenerator::kAudioFile;
-    if (options.input == "sine")
-        inputKind = MiniEngine::SignalGenerator::kSine;
-    else if (options.input == "noise")
-        inputKind = MiniEngine::SignalGenerator::kNoise;
-    else if (options.input == "silence" || options.input.empty())
-        inputKind = MiniEngine::SignalGenerator::kSilence;
+    const int32 inputKind = MiniEngine::SignalGenerator::kindOfInput(options.input);
     const bool inputFile = inputKind == MiniEngine::SignalGenerator::kAudioFile;
     double rate = options.sampleRate;
     if (rate <= 0.0 && inputFile)

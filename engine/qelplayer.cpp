@@ -328,17 +328,6 @@ void QelPlayer::resetButton(UValue* value)
     setQuietly(value, 0.0);
 }
 
-void QelPlayer::press(int32 tag)
-{
-    UValue* value = findValueByTag(tag);
-    if (!value)
-        return;
-    if (value->getInt() == 1)
-        onValueChanged(value);
-    else
-        value->setInt(1);
-}
-
 void QelPlayer::applyTempoScale(double value)
 {
     // 0 to 0.5 covers half speed to normal, 0.5 to 1 normal to double, without a gap.
@@ -610,17 +599,25 @@ void QelPlayer::saveMidiFileAsked()
         saveMidiFile(path);
 }
 
-bool QelPlayer::loadMidiFile(const std::string& path, std::string* problem)
+MiditrackPlayer* QelPlayer::stoppedMidiPlayer(std::string* problem)
 {
     MiditrackPlayer* player = midiPlayer();
     if (!player)
     {
         if (problem)
             *problem = "the engine has no MIDI player";
-        return false;
+        return nullptr;
     }
     if (play->getValue() != 0 || record->getValue() != 0)
         press(kStop);
+    return player;
+}
+
+bool QelPlayer::loadMidiFile(const std::string& path, std::string* problem)
+{
+    MiditrackPlayer* player = stoppedMidiPlayer(problem);
+    if (!player)
+        return false;
     bool loaded = false;
     {
         // The audio thread reads the song; it skips blocks while the lock is held.
@@ -648,15 +645,9 @@ bool QelPlayer::loadMidiFile(const std::string& path, std::string* problem)
 
 bool QelPlayer::saveMidiFile(const std::string& path, std::string* problem)
 {
-    MiditrackPlayer* player = midiPlayer();
+    MiditrackPlayer* player = stoppedMidiPlayer(problem);
     if (!player)
-    {
-        if (problem)
-            *problem = "the engine has no MIDI player";
         return false;
-    }
-    if (play->getValue() != 0 || record->getValue() != 0)
-        press(kStop);
     audioGraph->collectRecording();
     bool saved = false;
     {

@@ -122,9 +122,6 @@ public:
     void setDialogs(PlayerDialogs* newDialogs) { dialogs = newDialogs; }
     void setClock(Clock newClock) { clock = std::move(newClock); }
 
-    /** A press of a button or switch, as a command or the user's click gives it: the handler
-        runs even when the value already stands at 1. */
-    void press(int32 tag);
     /** The value of `tag` (borrowed), or null. */
     UValue* valueOf(int32 tag) const { return findValueByTag(tag); }
 
@@ -180,6 +177,8 @@ private:
     void setQuietly(UValue* value, double newValue);
     void resetButton(UValue* value);
     MiditrackPlayer* midiPlayer() const;
+    /** The MIDI player, with the transport stopped first; null, with `problem` set, without one. */
+    MiditrackPlayer* stoppedMidiPlayer(std::string* problem);
     bool trackHasData() const;
     QelSlotController* addSlotController(QelSlot* slot);
 

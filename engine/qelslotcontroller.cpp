@@ -277,17 +277,6 @@ void QelSlotController::setQuietly(UValue* value, double newValue)
     quietTag = outer;
 }
 
-void QelSlotController::press(int32 tag)
-{
-    UValue* value = findValueByTag(tag);
-    if (!value)
-        return;
-    if (value->getInt() == 1)
-        onValueChanged(value);
-    else
-        value->setInt(1);
-}
-
 int32 QelSlotController::connectDefaultPorts()
 {
     if (!slot || !registry)

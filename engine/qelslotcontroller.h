@@ -84,8 +84,6 @@ public:
     /** The value of the plug-in's parameter of that title (borrowed), or null. */
     SlotParameterValue* findParameter(const ConstString& title) const;
     SlotParameterValue* parameterById(Qel::ParamID id) const;
-    /** A press of a button, as a click gives it. */
-    void press(int32 tag);
 
     /** Connects the first four input pins to the input signals, and, when no output pin is
         connected yet, the output pins to the first audio device's playback channels. Answers

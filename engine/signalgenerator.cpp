@@ -4,6 +4,7 @@
 #include "audiofile/audiofile.h"
 #include "audiofile/audiofilehandler.h"
 #include "base/hostrand.h"
+#include "base/owned.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,25 +17,21 @@ namespace Quillmark
 namespace MiniEngine
 {
 
-namespace
-{
-
-struct ReleaseObject
-{
-    void operator()(FObject* object) const
-    {
-        if (object)
-            object->release();
-    }
-};
-template <class T> using Owned = std::unique_ptr<T, ReleaseObject>;
-
-} // namespace
-
 const char8* SignalGenerator::kindLabel(int32 kind)
 {
     static const char8* labels[] = {"Sine", "Noise", "Silence", "TARN Input", "Audio File"};
     return kind >= 0 && kind < 5 ? labels[kind] : nullptr;
+}
+
+int32 SignalGenerator::kindOfInput(const std::string& input)
+{
+    if (input == "sine")
+        return kSine;
+    if (input == "noise")
+        return kNoise;
+    if (input == "silence" || input.empty())
+        return kSilence;
+    return kAudioFile;
 }
 
 bool SignalGenerator::load(const std::string& path, std::string* problem)

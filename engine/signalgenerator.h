@@ -31,6 +31,9 @@ public:
 
     /** The label of a kind as the user sees it, or null. */
     static const char8* kindLabel(int32 kind);
+    /** The kind a command line's input names: "sine", "noise", "silence" (or nothing), and
+        anything else is the path of an audio file. */
+    static int32 kindOfInput(const std::string& input);
 
     void setSampleRate(double rate) { sampleRate = rate; }
     double getSampleRate() const { return sampleRate; }

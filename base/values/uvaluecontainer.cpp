@@ -1,8 +1,8 @@
 #include "base/values/uvaluecontainer.h"
 
 #include "base/fdefaults.h"
-#include "base/values/ufloatvalues.h"
 #include "base/updatehandler.h"
+#include "base/values/ufloatvalues.h"
 #include "base/values/ustringvalue.h"
 
 #include <algorithm>
@@ -91,6 +91,17 @@ UValue* UValueContainer::findValueByTag(int32 tag) const
         if (value->getTag() == tag)
             return value;
     return nullptr;
+}
+
+void UValueContainer::press(int32 tag)
+{
+    UValue* value = findValueByTag(tag);
+    if (!value)
+        return;
+    if (value->getInt() == 1)
+        onValueChanged(value);
+    else
+        value->setInt(1);
 }
 
 UValue* UValueContainer::findValue(const ConstString& path) const

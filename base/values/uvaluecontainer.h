@@ -55,6 +55,9 @@ public:
     int32 indexOf(const ConstString& name) const;
     /** The first value with this tag (borrowed), or null. */
     UValue* findValueByTag(int32 tag) const;
+    /** A press of the button or switch with this tag, as a command or a click gives it: the
+        change is handled even when the value already stands at 1. */
+    void press(int32 tag);
 
     /** With dotted paths every component of a path but the last names a child controller. */
     void setDottedPaths(bool state) { dottedPaths = state; }

@@ -182,6 +182,19 @@ TEST(UValueContainer, ChangesGoToTheHandler)
     self->release();
 }
 
+TEST(UValueContainer, APressIsHandledEvenWhenTheButtonAlreadyStandsAtOne)
+{
+    auto* self = new SelfHandlingContainer;
+    UValue* stop = self->adopt(new UIntValue("stop", 4016));
+    self->press(4016);
+    EXPECT_EQ(stop->getInt(), 1);
+    self->press(4016); // a second press of a button nobody reset: a setInt(1) would be no change
+    EXPECT_EQ(self->tags, (std::vector<int32>{4016, 4016}));
+    self->press(999); // no such value
+    EXPECT_EQ(self->tags.size(), 2u);
+    self->release();
+}
+
 TEST_F(UValueContainerStore, EachKindIsStoredInItsOwnForm)
 {
     UValueContainer* values = makePlayerValues();
