@@ -9,6 +9,7 @@
 #include "devices/audio/pbaiosmanager.h"
 #include "devices/midi/mididriverset.h"
 #include "devices/ports/pportregistry.h"
+#include "devices/ports/pstudio.h"
 #include "engine/audiograph.h"
 #include "engine/inputoperator.h"
 #include "engine/midieventcollector.h"
@@ -63,7 +64,8 @@ bool AudioEngine::open(const Options& options, std::string* problem,
     if (!classes.findByCategoryAndName(String(Baios::DeviceManager::kCategory),
                                        String(Baios::DeviceManager::kName)))
         Baios::DeviceManager::registerClass(classes);
-    ports = new PPortRegistry;
+    studio = new PStudio;
+    ports = studio->getPortRegistry();
     manager = new PBaiosManager(ports, preferences);
     if (!manager->initialize(&classes))
         return fail(PBaiosManager::kFailedText);
@@ -85,6 +87,13 @@ bool AudioEngine::open(const Options& options, std::string* problem,
         midi = std::make_unique<MidiDriverSet>(options.midiOptions, ports);
         midi->start(preferences, midiProblems);
     }
+    studio->addDevice(manager);
+    if (midi)
+        for (PDevice* device :
+             {static_cast<PDevice*>(midi->getAlsa()), static_cast<PDevice*>(midi->getJack()),
+              static_cast<PDevice*>(midi->getMerged())})
+            studio->addDevice(device);
+    studio->start();
 
     graph = new MiniEngine::AudioGraph(nullptr, ports);
     graph->createRecorder();
@@ -118,6 +127,9 @@ void AudioEngine::close()
         rack->release();
         rack = nullptr;
     }
+    // The studio lets go of the devices, which then close with their owners below.
+    if (studio)
+        studio->stop();
     if (midi)
     {
         midi->stop(preferences);
@@ -136,10 +148,11 @@ void AudioEngine::close()
         manager->release();
         manager = nullptr;
     }
-    if (ports)
+    ports = nullptr;
+    if (studio)
     {
-        ports->release();
-        ports = nullptr;
+        studio->release();
+        studio = nullptr;
     }
 }
 

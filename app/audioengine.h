@@ -22,6 +22,7 @@ class MidiDriverSet;
 class PBaiosManager;
 class PPort;
 class PPortRegistry;
+class PStudio;
 
 namespace Baios
 {
@@ -97,6 +98,8 @@ public:
     PBaiosManager* getManager() const { return manager; }
     MidiDriverSet* getMidi() const { return midi.get(); }
     PPortRegistry* getPorts() const { return ports; }
+    /** The devices of the run and their ports, while the engine is open. */
+    PStudio* getStudio() const { return studio; }
     /** The driver's device now playing, or null. */
     Baios::DriverDevice* getDriverDevice() const;
     /** The identifier of the driver now playing, or empty. */
@@ -106,7 +109,8 @@ private:
     FComponentRegistry& classes;
     FDefaultPool* preferences;
     MiniEngine::PlayerDialogs* dialogs;
-    PPortRegistry* ports = nullptr;
+    PStudio* studio = nullptr;
+    PPortRegistry* ports = nullptr; // the studio's
     PBaiosManager* manager = nullptr;
     MiniEngine::AudioGraph* graph = nullptr;
     MiniEngine::InputOperator* input = nullptr; // owned by the graph

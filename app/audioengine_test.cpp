@@ -5,6 +5,10 @@
 #include "base/fdefaults.h"
 #include "devices/audio/baioshandler.h"
 #include "devices/audio/nullaudiodriver.h"
+#include "devices/audio/pbaiosdevice.h"
+#include "devices/audio/pbaiosmanager.h"
+#include "devices/midi/mididriverset.h"
+#include "devices/ports/pstudio.h"
 #include "devices/testsupport/jacktestsupport.h"
 #include "engine/probetestsupport.h"
 #include "engine/qelplayer.h"
@@ -14,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 
@@ -217,6 +222,38 @@ TEST_F(LiveEngine, TheRackIsStoredInOrderAndReadBackToTheFirstBadEntry)
     double tempo = 0.0;
     ASSERT_TRUE(preferences->lookup("Player")->getFloat("Tempo", tempo));
     EXPECT_DOUBLE_EQ(tempo, 137.0);
+}
+
+TEST_F(LiveEngine, TheStudioKnowsTheDriversDeviceAndTheMidiDevicesWithTheirPorts)
+{
+    engine = makeEngine();
+    AudioEngine::Options options;
+    options.driver = Baios::NullAudioDevice::kIdentifier;
+    std::vector<std::string> midiProblems; // no MIDI interface need open here
+    std::string problem;
+    ASSERT_TRUE(engine->open(options, &problem, &midiProblems)) << problem;
+    PStudio* studio = engine->getStudio();
+    ASSERT_NE(studio, nullptr);
+    EXPECT_TRUE(studio->isStarted());
+    EXPECT_EQ(studio->getPortRegistry(), engine->getPorts());
+
+    const std::vector<PDevice*> devices = studio->collectDevices();
+    auto known = [&](PDevice* device)
+    { return device && std::find(devices.begin(), devices.end(), device) != devices.end(); };
+    EXPECT_TRUE(known(engine->getManager()));
+    PBaiosDevice* driver = engine->getManager()->getDevice(0);
+    ASSERT_TRUE(known(driver)) << studio->describe();
+    EXPECT_GT(driver->countInputs(), 0) << "the playback channels";
+    EXPECT_TRUE(known(engine->getMidi()->getMerged()));
+    EXPECT_TRUE(known(engine->getMidi()->getJack()));
+    EXPECT_TRUE(known(engine->getMidi()->getAlsa()));
+    String first;
+    driver->getInput(0)->getName(first);
+    EXPECT_NE(studio->describe().find("  in  " + first.toUtf8() + "\n"), std::string::npos)
+        << studio->describe();
+
+    engine->close();
+    EXPECT_EQ(engine->getStudio(), nullptr);
 }
 
 TEST_F(LiveEngine, ADriverThatDoesNotOpenLeavesNothingBehind)

@@ -5,7 +5,7 @@
 #include "devices/audio/devicemanager.h"
 #include "devices/audio/pbaiosmanager.h"
 #include "devices/midi/mididevicelist.h"
-#include "devices/ports/pportregistry.h"
+#include "devices/ports/pstudio.h"
 #include "hosting/fcomponentregistry.h"
 
 #include <ostream>
@@ -19,8 +19,11 @@ int runListDevicesJob(const CommandLine&, std::ostream& out, std::ostream& err)
     // class of category "Baios" in the class registry.
     auto* classes = new FComponentRegistry;
     Baios::DeviceManager::registerClass(*classes);
-    auto* ports = new PPortRegistry;
-    auto* manager = new PBaiosManager(ports, nullptr);
+    // The studio of the run, as the live engine has it: its ports and the audio system.
+    auto* studio = new PStudio;
+    auto* manager = new PBaiosManager(studio->getPortRegistry(), nullptr);
+    studio->addDevice(manager);
+    studio->start();
     int result = kExitOk;
     if (!manager->initialize(classes))
     {
@@ -34,9 +37,10 @@ int runListDevicesJob(const CommandLine&, std::ostream& out, std::ostream& err)
         out << "MIDI devices:\n";
         printMidiDevices(out, listMidiDevices(MidiDriverOptions()));
     }
+    studio->stop();
     manager->terminate();
     manager->release();
-    ports->release();
+    studio->release();
     classes->release();
     return result;
 }
