@@ -18,6 +18,7 @@
 #include <mutex>
 #include <spawn.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -50,13 +51,23 @@ public:
             jack_set_info_function([](const char*) {});
         }
         // The name is known from here on, for tests that point a driver at a server that
-        // starts later: the first of the pool that no live server answers to.
-        for (firstSlot = 0; firstSlot < kNamePool - 1; ++firstSlot)
-            if (!isAnswering(poolName(firstSlot)))
+        // starts later: the first of the pool that no other test holds and no live server
+        // answers to. The claim lasts as long as this object, so a test that kills its server
+        // and starts it again finds its name still free, even with other tests running.
+        for (int slot = 0; slot < kNamePool; ++slot)
+            if (claim(slot))
+            {
+                firstSlot = slot;
                 break;
+            }
         serverName = poolName(firstSlot);
     }
-    ~JackServer() { stop(); }
+    ~JackServer()
+    {
+        stop();
+        if (claimFd >= 0)
+            ::close(claimFd); // lets go of the name
+    }
     JackServer(const JackServer&) = delete;
     JackServer& operator=(const JackServer&) = delete;
 
@@ -72,9 +83,19 @@ public:
     {
         if (pid > 0)
             return true;
-        for (int i = 0; i < kNamePool; ++i)
-            if (startAs(poolName((firstSlot + i) % kNamePool)))
+        if (claimFd >= 0 && startAs(poolName(firstSlot)))
+            return true;
+        // Without a claimed name, or with one that a server outside the tests holds: the
+        // next name that can be claimed, before any client was pointed at this server.
+        for (int i = 1; i < kNamePool; ++i)
+        {
+            const int slot = (firstSlot + i) % kNamePool;
+            if (claim(slot) && startAs(poolName(slot)))
+            {
+                firstSlot = slot;
                 return true;
+            }
+        }
         serverName = poolName(firstSlot);
         return false;
     }
@@ -104,6 +125,24 @@ public:
     void kill() { stop(SIGKILL); }
 
 private:
+    /** Takes the name of `slot` for this object, letting go of any name held before; false
+        when another test holds it or a server outside the tests answers to it. */
+    bool claim(int slot)
+    {
+        const std::string path = "/tmp/" + poolName(slot) + ".lock";
+        const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (fd < 0)
+            return false;
+        if (flock(fd, LOCK_EX | LOCK_NB) != 0 || isAnswering(poolName(slot)))
+        {
+            ::close(fd);
+            return false;
+        }
+        if (claimFd >= 0)
+            ::close(claimFd);
+        claimFd = fd;
+        return true;
+    }
     static std::string poolName(int slot)
     {
         return "qeltest-" + std::to_string(getuid()) + "-" + std::to_string(slot);
@@ -168,6 +207,7 @@ private:
     std::string tag;
     std::string serverName;
     int firstSlot = 0;
+    int claimFd = -1;
     int period;
     pid_t pid = -1;
 };
