@@ -122,6 +122,10 @@ int main(int argc, char** argv)
         }
         if (UValue* patterns = player.valueOf(MiniEngine::QelPlayer::kActivatePatterns))
             patterns->setInt(0);
+        // The start (the driver's client joining the server, the plug-in and the song coming
+        // in) is not the play: its xruns are counted apart.
+        Baios::DriverDevice* device = engine.getDriverDevice();
+        const int64 xrunsBeforePlay = device ? device->getOverloadCount() : 0;
         player.press(MiniEngine::QelPlayer::kPlay);
         const auto start = std::chrono::steady_clock::now();
         while (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() <
@@ -133,13 +137,14 @@ int main(int argc, char** argv)
         const bool watched = watch->finish();
         player.press(MiniEngine::QelPlayer::kStop);
         BaiosHandler* handler = engine.getHandler();
-        Baios::DriverDevice* device = engine.getDriverDevice();
         std::printf("Driver\t%s\n", engine.getDriverName().c_str());
         std::printf("SampleRate\t%.0f\n", handler->getSampleRate());
         std::printf("BlockSize\t%d\n", int(handler->getBlockSize()));
         std::printf("BlocksRendered\t%lld\n", (long long)handler->getBlocksRendered());
         std::printf("BlocksSkipped\t%lld\n", (long long)handler->getBlocksSkipped());
-        std::printf("Xruns\t%lld\n", (long long)(device ? device->getOverloadCount() : -1));
+        std::printf("Xruns\t%lld\t(before the play: %lld)\n",
+                    (long long)(device ? device->getOverloadCount() - xrunsBeforePlay : -1),
+                    (long long)xrunsBeforePlay);
         if (!watched)
             std::printf("AudioThreadAllocations\tunknown (the audio thread stopped)\n");
         else

@@ -4,10 +4,23 @@
 # running on Qel Gain again and again. Prints the xruns, the blocks skipped and the audio thread's
 # allocations of the play.
 #
-#     scripts/play-stress.sh [BUILD-DIR] [SECONDS]
+#     scripts/play-stress.sh [BUILD-DIR] [SECONDS] [realtime|no-realtime]
+#
+# With "realtime" (the default where this user may use real-time scheduling) jackd runs its
+# clients' process threads with real-time priority, as a studio machine does; "no-realtime"
+# is jackd -r, where the suite beside the play competes with the audio thread on equal terms.
 set -eu
 build=${1:-build-dev}
 seconds=${2:-60}
+mode=${3:-}
+if [ -z "$mode" ]; then
+    if chrt -f 10 true 2>/dev/null; then mode=realtime; else mode=no-realtime; fi
+fi
+case "$mode" in
+    realtime) jack_rt="-R -P 70" ;;
+    no-realtime) jack_rt="-r" ;;
+    *) echo "usage: $0 [BUILD-DIR] [SECONDS] [realtime|no-realtime]" >&2; exit 2 ;;
+esac
 here=$(cd "$(dirname "$0")/.." && pwd)
 cd "$here"
 cmake --build "$build" --target play_stress Qel3PluginTestHost QelSynth QelGain -j2 >/dev/null
@@ -43,7 +56,8 @@ for i in range(steps):
 f.save(path)
 PY
 
-JACK_NO_AUDIO_RESERVATION=1 jackd -r -n "$server" -d dummy -r 48000 -p 64 >"$work/jackd.log" 2>&1 &
+# shellcheck disable=SC2086 # the options are words of their own
+JACK_NO_AUDIO_RESERVATION=1 jackd $jack_rt -n "$server" -d dummy -r 48000 -p 64 >"$work/jackd.log" 2>&1 &
 jackd_pid=$!
 i=0
 until jack_lsp -s "$server" >/dev/null 2>&1; do
@@ -64,7 +78,7 @@ done
 ) &
 suite_pid=$!
 
-echo "Playing Qel Synth for $seconds s under jackd -p 64 beside the conformity suite on Qel Gain"
+echo "Playing Qel Synth for $seconds s under jackd $jack_rt -p 64 ($mode) beside the conformity suite on Qel Gain"
 JACK_DEFAULT_SERVER="$server" "$build/benchmarks/play_stress" "$build/bin/QEL3" "Qel Synth" \
     "$work/dense.mid" "$seconds"
 # The round under way ends by itself.
