@@ -4,6 +4,7 @@
 #include "app/tapplication.h"
 #include "base/platform/files.h"
 #include "base/platform/paths.h"
+#include "hosting/classlookup.h"
 #include "hosting/fcomponentregistry.h"
 
 #include <ostream>
@@ -64,6 +65,16 @@ FDefaultPool& HostSession::getPreferences()
 std::vector<std::string> HostSession::defaultFolders()
 {
     return TApplication::defaultScanFolders();
+}
+
+FComponentDescription* HostSession::scanForClass(const std::vector<std::string>& folders,
+                                                 const std::string& nameOrCid)
+{
+    scan(folders);
+    FComponentDescription* description = findAudioModuleClass(getRegistry(), nameOrCid);
+    if (!description)
+        err << noClassFoundText(nameOrCid);
+    return description;
 }
 
 int HostSession::scan(const std::vector<std::string>& folders)

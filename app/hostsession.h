@@ -12,6 +12,7 @@ namespace Quillmark
 {
 
 class ConsoleUIServices;
+class FComponentDescription;
 class FComponentRegistry;
 class FDefaultPool;
 class TApplication;
@@ -31,6 +32,11 @@ public:
     /** Scans the folders given, or the default folders in order when none are. The first scan
         also finishes the application's start-up. */
     int scan(const std::vector<std::string>& folders);
+
+    /** scan(), then the audio module class named `nameOrCid` (either form of its identifier);
+        null, with the words said on the session's error stream, when there is none. */
+    FComponentDescription* scanForClass(const std::vector<std::string>& folders,
+                                        const std::string& nameOrCid);
 
     FComponentRegistry& getRegistry();
     FDefaultPool& getPreferences();

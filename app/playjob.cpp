@@ -46,14 +46,9 @@ int runPlayJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
     HostSession session(err, options.verbose || commandLine.verbose,
                         options.configFolder.empty() ? commandLine.configFolder
                                                      : options.configFolder);
-    session.scan(options.folders);
-    FComponentDescription* description =
-        findAudioModuleClass(session.getRegistry(), options.className);
+    FComponentDescription* description = session.scanForClass(options.folders, options.className);
     if (!description)
-    {
-        err << noClassFoundText(options.className);
         return kExitUsage;
-    }
 
     AudioEngine engine(session.getRegistry(), &session.getPreferences());
     AudioEngine::Options engineOptions;

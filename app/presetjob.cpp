@@ -283,13 +283,9 @@ bool makeInstance(HostSession& session, const PresetOptions& options,
         err << kProgram << options.mode << " needs --class NAME-OR-CID\n";
         return false;
     }
-    session.scan(folders);
-    description = findAudioModuleClass(session.getRegistry(), options.className);
+    description = session.scanForClass(folders, options.className);
     if (!description)
-    {
-        err << noClassFoundText(options.className);
         return false;
-    }
     instance.provider = new PlugProvider(&session.getRegistry(), description->getCid(), true);
     if (!instance.provider->createPlugIn())
     {

@@ -173,14 +173,9 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
     HostSession session(err, options.verbose || commandLine.verbose,
                         options.configFolder.empty() ? commandLine.configFolder
                                                      : options.configFolder);
-    session.scan(options.folders);
-    FComponentDescription* description =
-        findAudioModuleClass(session.getRegistry(), options.className);
+    FComponentDescription* description = session.scanForClass(options.folders, options.className);
     if (!description)
-    {
-        err << noClassFoundText(options.className);
         return kExitUsage;
-    }
 
     // The input decides the format unless a rate is given: a file plays sample for sample.
     const int32 inputKind = MiniEngine::SignalGenerator::kindOfInput(options.input);
