@@ -4,6 +4,7 @@
 #include "app/presettarget.h"
 #include "app/tapplication.h"
 #include "devices/audio/audiosystemcontroller.h"
+#include "devices/audio/pbaiosmanager.h"
 #include "engine/qelplayer.h"
 #include "ui/keycommandswindow.h"
 #include "ui/mainloopbridge.h"
@@ -13,6 +14,7 @@
 #include "ui/preferenceswindow.h"
 #include "ui/preseteditorwindow.h"
 #include "ui/unittestingwindow.h"
+#include "ui/unpluggeddevicedialog.h"
 
 #include <QApplication>
 
@@ -27,6 +29,7 @@
 #include <QSplashScreen>
 #include <QTimer>
 #include <algorithm>
+#include <cstdio>
 
 namespace Quillmark
 {
@@ -38,8 +41,24 @@ QtUIServices::~QtUIServices()
     closeWindows();
 }
 
+namespace
+{
+
+/** The audio system of the application's engine, or null. */
+PBaiosManager* audioSystemOf(TApplication* application)
+{
+    AudioEngine* engine = application ? application->getAudioEngine() : nullptr;
+    return engine ? engine->getManager() : nullptr;
+}
+
+} // namespace
+
 void QtUIServices::closeWindows()
 {
+    // The question would open a dialog over windows that are gone, and it borrows these
+    // services, which may go before the engine.
+    if (PBaiosManager* manager = audioSystemOf(application))
+        manager->setUnplugQuestion(nullptr);
     // Every window, the editors with their plug-ins included, goes before the application
     // whose registry holds the modules they run on.
     std::vector<QPointer<QWidget>> windows;
@@ -197,6 +216,11 @@ void QtUIServices::openMainWindow()
     mainWindow->setPresetEditorOpener([this](PluginWindow& editor) { openPresetEditor(&editor); });
     // The application's engine is open by now: the transport and the rack show its player.
     mainWindow->setPlayer(application->getPlayer());
+    // A device that goes away from now on is asked about over the main window.
+    if (PBaiosManager* manager = audioSystemOf(application))
+        manager->setUnplugQuestion(
+            [this](const String& text, const std::vector<std::string>& drivers, int32 attempt)
+            { return answerUnplug(text.toUtf8(), drivers, attempt); });
     mainWindow->show();
 }
 
@@ -344,6 +368,52 @@ bool QtUIServices::closeFrontWindow()
         return false;
     // The main window's close is the quit question; every other window just goes.
     return front->close();
+}
+
+std::string QtUIServices::answerUnplug(const std::string& text,
+                                       const std::vector<std::string>& drivers, int attempt)
+{
+    PBaiosManager* manager = audioSystemOf(application);
+    auto nameOf = [manager](const std::string& identifier)
+    { return manager ? manager->lookupDisplayName(identifier).toUtf8() : identifier; };
+    if (attempt > 0)
+    {
+        char failed[512];
+        std::snprintf(failed, sizeof(failed),
+                      "Audio Engine Error: Could not activate TARN Driver %s.",
+                      nameOf(lastUnplugChoice).c_str());
+        Question retry;
+        retry.id = "unplugged-device";
+        retry.text = failed;
+        retry.buttons = {"Try again", "Cancel"};
+        retry.defaultButton = 0;
+        if (ask(retry) != 0)
+            return {};
+    }
+    // The device that went away is the first choice: choosing it opens it again.
+    std::string preselected = attempt > 0 ? lastUnplugChoice : std::string();
+    if (attempt == 0 && manager)
+        for (int32 index = 0; index < manager->countDevices(); ++index)
+            if (PBaiosDevice* device = manager->getDevice(index); device && !device->getDriver())
+                for (const std::string& identifier : drivers)
+                    if (manager->lookupDisplayName(identifier) == device->getName())
+                        preselected = identifier;
+    std::vector<UnpluggedDeviceDialog::Driver> lines;
+    for (const std::string& identifier : drivers)
+        lines.push_back({identifier, QString::fromStdString(nameOf(identifier))});
+    QString error;
+    QPointer<UnpluggedDeviceDialog> dialog = UnpluggedDeviceDialog::create(
+        QString::fromStdString(text), lines, preselected, skins, mainWindow, &error);
+    if (!dialog)
+    {
+        // Without the dialog the device waits for its return, as after a Cancel.
+        showMessage(text + "\n" + error.toStdString());
+        return {};
+    }
+    lastUnplugChoice = dialog->ask();
+    // The main window may have taken the dialog with it while it was open.
+    delete dialog.data();
+    return lastUnplugChoice;
 }
 
 void QtUIServices::runMainLoop(const std::function<bool()>& done)

@@ -1,6 +1,7 @@
 // The application's user interface services on the desktop: the splash with its boot text,
-// message boxes and questions, the modifier keys, the main window, and Qt's event loop driving
-// the host's main loop. Owned by the desktop entry for the program's life.
+// message boxes and questions, the modifier keys, the main window, the question after an audio
+// device went away, and Qt's event loop driving the host's main loop. Owned by the desktop entry
+// for the program's life.
 #pragma once
 
 #include "app/uiservices.h"
@@ -10,6 +11,8 @@
 #include <QPointer>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 class QSplashScreen;
 class QWidget;
@@ -45,6 +48,13 @@ public:
     QWidget* openPresetEditor(PluginWindow* editor = nullptr);
     /** Closes the front window, as the stock "Close" command does. */
     bool closeFrontWindow();
+    /** The audio system's question after its device went away, asked with the dialog
+        "UnpluggedBaiosDeviceDialog": the identifier of the driver to try, or empty to wait for
+        the device. From the second `attempt` on, the last try failed: "Try again" shows the
+        dialog again, "Cancel" answers empty. The main window's opening hands this to the
+        application's engine, and closeWindows takes it back. */
+    std::string answerUnplug(const std::string& text, const std::vector<std::string>& drivers,
+                             int attempt);
 
     void showSplash() override;
     void closeSplash() override;
@@ -68,6 +78,7 @@ private:
     QPointer<QWidget> testWindow;
     QPointer<QWidget> preferences;
     QPointer<QWidget> keyCommands;
+    std::string lastUnplugChoice; // named by the question after a failed try
 };
 
 } // namespace Quillmark

@@ -4,7 +4,8 @@
 // Qel Gain's general tests with that group selected, the editor windows of Qel Gain and Qel
 // Synth, the preset editor over a preset saved from Qel Gain, the preferences and the key
 // commands; then the main window over a player whose rack plays Qel Synth into the Null audio
-// driver, and the preferences with the audio system's page.
+// driver, the preferences with the audio system's page, and the question after that driver's
+// device went away.
 // Usage: qel_screenshots OUTPUT-FOLDER MODULE-FOLDER
 #include "app/tapplication.h"
 #include "base/fdefaults.h"
@@ -26,6 +27,7 @@
 #include "ui/preseteditorwindow.h"
 #include "ui/qtuiservices.h"
 #include "ui/unittestingwindow.h"
+#include "ui/unpluggeddevicedialog.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -235,7 +237,7 @@ int main(int argc, char* argv[])
         main->setPlayer(engine.player);
         engine.player->idle();
         FMainLoop::instance()->dispatchDue(); // the port lines learn their connections
-        QTest::qWait(300); // the rack's rows come with its next sync
+        QTest::qWait(300);                    // the rack's rows come with its next sync
         if (!save(*main, output, "main-window-player"))
             status = 1;
         auto* preferences = qobject_cast<PreferencesWindow*>(ui.openPreferences());
@@ -247,6 +249,24 @@ int main(int argc, char* argv[])
         }
         if (!preferences || !save(*preferences, output, "preferences-audio-system"))
             status = 1;
+        // The question as a removed device asks it, with the engine's drivers.
+        std::vector<UnpluggedDeviceDialog::Driver> drivers;
+        for (int32 index = 0; index < engine.manager->getDriverCount(); ++index)
+            drivers.push_back(
+                {engine.manager->getDriverIdentifier(index),
+                 QString::fromStdString(engine.manager->getDriverName(index).toUtf8())});
+        QString error;
+        std::unique_ptr<UnpluggedDeviceDialog> unplugged(UnpluggedDeviceDialog::create(
+            "[TARN MESSAGE: Device HDA Intel PCH removed]", drivers,
+            Baios::NullAudioDevice::kIdentifier, ui.getSkins(), main, &error));
+        if (!unplugged || !save(*unplugged, output, "unplugged-device"))
+        {
+            std::fprintf(stderr, "UnpluggedBaiosDeviceDialog: %s\n", error.toStdString().c_str());
+            status = 1;
+        }
+        if (unplugged)
+            unplugged->reject();
+        unplugged.reset();
         // The windows let go of the engine's values before it goes.
         if (preferences)
             preferences->setAudioSystem(nullptr);
