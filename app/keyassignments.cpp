@@ -20,6 +20,7 @@ const std::vector<KeyAssignment>& defaultKeyAssignments()
         {"View", "Plugin Information", "Ctrl+I"},
         {"View", "Plugin Unit Tests", "Ctrl+T"},
         {"View", "Preset Editor", "Ctrl+E"},
+        {"View", "Step Pattern", "Ctrl+P"},
         {"View", "Show/Hide Parameter Popup", "Ctrl+Shift+P"},
         {"Transport", "Play", "F5"},
         {"Transport", "PlayStop", "Ctrl+Space"},

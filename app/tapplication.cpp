@@ -508,6 +508,7 @@ void TApplication::registerCommands()
     missing("View", "Plugin Information", "Open Plug-In Information Window", false);
     missing("View", "Plugin Unit Tests", "Open Plug-In Unit Tests Window", false);
     missing("View", "Preset Editor", "Open Preset Editor", false);
+    missing("View", "Step Pattern", "Open Step Pattern Editor", false);
     registerPlayerCommands();
     commands.add({"View", "Show/Hide Parameter Popup",
                   [this] {
@@ -656,8 +657,8 @@ std::vector<Menu> TApplication::createMenuBar() const
     Menu view{"View", false, {}};
     // The preset editor follows the three window commands, so that every window of the
     // command table has its menu item.
-    for (const char8* name :
-         {"Plugin Information", "QEL 2.x Settings", "Plugin Unit Tests", "Preset Editor"})
+    for (const char8* name : {"Plugin Information", "QEL 2.x Settings", "Plugin Unit Tests",
+                              "Preset Editor", "Step Pattern"})
         addCommand(view, "View", name);
     addSeparator(view);
     addCommand(view, "View", "Show/Hide Parameter Popup");

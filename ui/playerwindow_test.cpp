@@ -12,6 +12,7 @@
 #include "engine/slotparametervalue.h"
 #include "hosting/testsupport.h"
 #include "plugins/common/exampleids.h"
+#include "ui/eventeditorwindow.h"
 #include "ui/mainwindow.h"
 #include "ui/pluginwindow.h"
 #include "ui/preferenceswindow.h"
@@ -482,6 +483,7 @@ TEST(ApplicationWindows, TheApplicationsOwnEngineDrivesTheTransportTheRackAndThe
     const std::vector<std::string> folders{QEL_MODULE_DIR};
     app->initScan(&folders);
     app->initFinish();
+    ui.addWindowCommands();
     AudioEngine::Options options;
     options.driver = "Null Audio Driver";
     options.midi = false;
@@ -510,6 +512,13 @@ TEST(ApplicationWindows, TheApplicationsOwnEngineDrivesTheTransportTheRackAndThe
     auto* drivers = preferences->findChild<QComboBox*>("tarnDriver");
     ASSERT_NE(drivers, nullptr);
     EXPECT_EQ(drivers->currentText(), "Null Audio Driver");
+
+    // The step pattern's window edits the pattern of the application's own player.
+    EXPECT_TRUE(app->getCommandTable().isEnabled("View", "Step Pattern"));
+    auto* steps = qobject_cast<EventEditorWindow*>(ui.openEventEditor());
+    ASSERT_NE(steps, nullptr);
+    EXPECT_EQ(steps->countBindings(), 3);
+    EXPECT_EQ(ui.openEventEditor(), steps) << "a second call brings the same window forward";
 
     // The windows go first, then the application closes its engine.
     ui.closeWindows();

@@ -6,6 +6,8 @@
 #include "devices/audio/audiosystemcontroller.h"
 #include "devices/audio/pbaiosmanager.h"
 #include "engine/qelplayer.h"
+#include "midi/eventeditor.h"
+#include "ui/eventeditorwindow.h"
 #include "ui/keycommandswindow.h"
 #include "ui/mainloopbridge.h"
 #include "ui/mainwindow.h"
@@ -65,7 +67,8 @@ void QtUIServices::closeWindows()
     for (QWidget* window : QApplication::topLevelWidgets())
         if (qobject_cast<PluginWindow*>(window) || qobject_cast<PresetEditorWindow*>(window) ||
             qobject_cast<PreferencesWindow*>(window) || qobject_cast<KeyCommandsWindow*>(window) ||
-            qobject_cast<PluginInfoWindow*>(window) || qobject_cast<UnitTestingWindow*>(window))
+            qobject_cast<EventEditorWindow*>(window) || qobject_cast<PluginInfoWindow*>(window) ||
+            qobject_cast<UnitTestingWindow*>(window))
             windows.emplace_back(window);
     // The preset editors first: they keep plug-ins alive that editor windows also hold.
     std::stable_partition(windows.begin(), windows.end(),
@@ -277,6 +280,9 @@ void QtUIServices::addWindowCommands()
          }});
     commands.add({"View", "Plugin Unit Tests", text("Open Plug-In Unit Tests Window"), false,
                   [this] { return openTestWindow() != nullptr; }});
+    commands.add({"View", "Step Pattern", text("Open Step Pattern Editor"), false,
+                  [this] { return openEventEditor() != nullptr; },
+                  [this] { return application && application->getPlayer(); }});
     commands.add({"View", "Preset Editor", text("Open Preset Editor"), false,
                   [this] { return openPresetEditor() != nullptr; }});
 }
@@ -323,6 +329,23 @@ QWidget* QtUIServices::openPreferences()
         audioSystem->release();
     }
     return raise(preferences);
+}
+
+QWidget* QtUIServices::openEventEditor()
+{
+    if (eventEditor)
+        return raise(eventEditor);
+    MiniEngine::QelPlayer* player = application ? application->getPlayer() : nullptr;
+    if (!player || !player->getEventEditor())
+        return nullptr;
+    QString error;
+    eventEditor = EventEditorWindow::create(*player->getEventEditor(), skins, &error);
+    if (!eventEditor)
+    {
+        QMessageBox::warning(mainWindow, "Qel3PluginTestHost", error);
+        return nullptr;
+    }
+    return raise(eventEditor);
 }
 
 QWidget* QtUIServices::openKeyCommands()

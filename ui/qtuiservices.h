@@ -43,6 +43,8 @@ public:
     void addWindowCommands();
     QWidget* openPreferences();
     QWidget* openKeyCommands();
+    /** The step pattern's editor of the application's player; null without a player. */
+    QWidget* openEventEditor();
     /** The preset editor over the plug-in of `editor`; with none, over the front editor
         window's plug-in, or over no plug-in when no editor window is open. */
     QWidget* openPresetEditor(PluginWindow* editor = nullptr);
@@ -78,6 +80,7 @@ private:
     QPointer<QWidget> testWindow;
     QPointer<QWidget> preferences;
     QPointer<QWidget> keyCommands;
+    QPointer<QWidget> eventEditor;
     std::string lastUnplugChoice; // named by the question after a failed try
 };
 

@@ -19,8 +19,10 @@
 #include "engine/audiograph.h"
 #include "engine/qelplayer.h"
 #include "engine/qelrack.h"
+#include "midi/eventeditor.h"
 #include "midi/minitempotrack.h"
 #include "plugins/common/exampleids.h"
+#include "ui/eventeditorwindow.h"
 #include "ui/mainwindow.h"
 #include "ui/pluginwindow.h"
 #include "ui/preferenceswindow.h"
@@ -36,6 +38,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QPixmap>
+#include <QPointer>
 #include <QTabWidget>
 #include <QTest>
 
@@ -267,6 +270,18 @@ int main(int argc, char* argv[])
         if (unplugged)
             unplugged->reject();
         unplugged.reset();
+        // The step pattern of the player, after a chromatic run from C3.
+        if (EventEditor* steps = engine.player->getEventEditor())
+        {
+            steps->getPatternView()->click(24, 1);
+            steps->performEditAction(EventEditor::kChromatic);
+            QPointer<EventEditorWindow> pattern = EventEditorWindow::create(*steps, ui.getSkins());
+            if (!pattern || !save(*pattern, output, "step-pattern"))
+                status = 1;
+            delete pattern.data();
+        }
+        else
+            status = 1;
         // The windows let go of the engine's values before it goes.
         if (preferences)
             preferences->setAudioSystem(nullptr);
