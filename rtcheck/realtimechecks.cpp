@@ -239,31 +239,27 @@ std::vector<CheckResult> RealtimeChecks::results(const OfflineRender& render)
             " locks taken while free; any of them can wait next time");
     results.push_back(blocking);
 
-    CheckResult finite = named(kNotFinite);
-    if (notFiniteSamples == 0)
-        finite.summary = "every output sample is a finite number";
-    else
+    // A fault of single samples: how many there were, and the first with the parameters then.
+    auto sampleCheck = [&](const char* name, int64 count, const Finding& first,
+                           const std::string& clean, const std::string& fault)
     {
-        finite.passed = false;
-        finite.summary = number(notFiniteSamples) + " output samples are NaN or infinite";
-        finite.evidence.push_back("first: " + formatted("%g", notFinite.value) + " at " +
-                                  where(notFinite));
-        finite.evidence.push_back("parameters: " + parameters(render, notFinite.parameters));
-    }
-    results.push_back(finite);
-
-    CheckResult tiny = named(kDenormals);
-    if (denormalSamples == 0)
-        tiny.summary = "no denormal output sample";
-    else
-    {
-        tiny.passed = false;
-        tiny.summary = number(denormalSamples) + " output samples are denormal";
-        tiny.evidence.push_back("first: " + formatted("%g", denormal.value) + " at " +
-                                where(denormal));
-        tiny.evidence.push_back("parameters: " + parameters(render, denormal.parameters));
-    }
-    results.push_back(tiny);
+        CheckResult check = named(name);
+        if (count == 0)
+            check.summary = clean;
+        else
+        {
+            check.passed = false;
+            check.summary = number(count) + fault;
+            check.evidence.push_back("first: " + formatted("%g", first.value) + " at " +
+                                     where(first));
+            check.evidence.push_back("parameters: " + parameters(render, first.parameters));
+        }
+        results.push_back(check);
+    };
+    sampleCheck(kNotFinite, notFiniteSamples, notFinite, "every output sample is a finite number",
+                " output samples are NaN or infinite");
+    sampleCheck(kDenormals, denormalSamples, denormal, "no denormal output sample",
+                " output samples are denormal");
 
     CheckResult loud = named(kLoud);
     if (longestLoudMilliseconds == 0.0)
