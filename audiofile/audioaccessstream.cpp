@@ -8,6 +8,18 @@
 namespace Quillmark
 {
 
+namespace
+{
+
+/** At most `frames` from `at`, but none past the file's last frame when the file knows it. */
+int64 framesBefore(AudioFile& file, int64 at, int64 frames)
+{
+    const int64 total = file.getFrameCount();
+    return total >= 0 && at >= 0 && at + frames > total ? total - at : frames;
+}
+
+} // namespace
+
 AudioFileAccessStream::AudioFileAccessStream(AudioFile& file, IBStream* stream, int64 dataOffset,
                                              int32 frameSize)
     : file(file), stream(stream), dataOffset(dataOffset), frameSize(frameSize)
@@ -26,10 +38,7 @@ int64 AudioFileAccessStream::read(int64 frames, void* buffer)
 {
     if (!stream || frames <= 0 || frameSize <= 0)
         return kAudioStreamError;
-    const int64 total = file.getFrameCount();
-    const int64 at = tell();
-    if (total >= 0 && at >= 0 && at + frames > total)
-        frames = total - at;
+    frames = framesBefore(file, tell(), frames);
     if (frames <= 0)
         return 0;
     int64 done = 0;
@@ -122,10 +131,7 @@ int64 AudioBlockAccessStream::read(int64 frames, void* buffer)
 {
     if (!blocks || frames <= 0 || frameSize <= 0)
         return kAudioStreamError;
-    const int64 total = file.getFrameCount();
-    const int64 at = tell();
-    if (total >= 0 && at >= 0 && at + frames > total)
-        frames = total - at;
+    frames = framesBefore(file, tell(), frames);
     if (frames <= 0)
         return 0;
     int64 moved = blocks->read(bytePosition, frames * frameSize, static_cast<uint8*>(buffer));
@@ -139,10 +145,7 @@ int64 AudioBlockAccessStream::readInPlace(int64 frames, FrameSink sink, void* co
 {
     if (!blocks || frames <= 0 || frameSize <= 0)
         return 0;
-    const int64 total = file.getFrameCount();
-    const int64 at = tell();
-    if (total >= 0 && at >= 0 && at + frames > total)
-        frames = total - at;
+    frames = framesBefore(file, tell(), frames);
     if (frames <= 0)
         return 0;
     const int64 handed =
