@@ -345,13 +345,8 @@ protected:
     void SetUp() override
     {
         qtApplication();
-        app = new TApplication({0, "Test Standalone", temp.folder("data")}, ui);
-        ui.setApplication(app);
-        ASSERT_TRUE(app->initialize());
-        app->initPreferences();
-        const std::vector<std::string> folders{QEL_MODULE_DIR};
-        app->initScan(&folders);
-        app->initFinish();
+        app = Quillmark::testing::startApplication(ui, temp.folder("data"), {QEL_MODULE_DIR});
+        ASSERT_NE(app, nullptr);
         ui.addWindowCommands();
         ui.setMenuBar(app->createMenuBar());
         ui.openMainWindow();
@@ -364,7 +359,8 @@ protected:
         FMainLoop::instance()->setCommandHandler(nullptr);
         ui.closeWindows();
         ui.setApplication(nullptr);
-        app->release();
+        if (app)
+            app->release();
     }
 
     QAction* action(const QString& menuTitle, const QString& text)

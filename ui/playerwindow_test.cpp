@@ -52,13 +52,9 @@ protected:
         PlayerFixture::SetUp();
         if (HasFatalFailure())
             return;
-        app = new TApplication({0, "Test Standalone", temp.folder("data")}, ui);
-        ui.setApplication(app);
-        ASSERT_TRUE(app->initialize());
-        app->initPreferences();
-        const std::vector<std::string> folders{temp.folder("examples")};
-        app->initScan(&folders);
-        app->initFinish();
+        app = Quillmark::testing::startApplication(ui, temp.folder("data"),
+                                                   {temp.folder("examples")});
+        ASSERT_NE(app, nullptr);
         ui.openMainWindow();
         window = ui.getMainWindow();
         ASSERT_NE(window, nullptr);
@@ -476,13 +472,9 @@ TEST(ApplicationWindows, TheApplicationsOwnEngineDrivesTheTransportTheRackAndThe
     qtApplication();
     Quillmark::testing::TempFolder temp;
     QtUIServices ui{SkinLoader({QEL_SKIN_DIR})};
-    auto* app = new TApplication({0, "Test Standalone", temp.folder("data")}, ui);
-    ui.setApplication(app);
-    ASSERT_TRUE(app->initialize());
-    app->initPreferences();
-    const std::vector<std::string> folders{QEL_MODULE_DIR};
-    app->initScan(&folders);
-    app->initFinish();
+    TApplication* app =
+        Quillmark::testing::startApplication(ui, temp.folder("data"), {QEL_MODULE_DIR});
+    ASSERT_NE(app, nullptr);
     ui.addWindowCommands();
     AudioEngine::Options options;
     options.driver = "Null Audio Driver";

@@ -3,9 +3,15 @@
 // gone).
 #pragma once
 
+#include "app/tapplication.h"
+#include "ui/qtuiservices.h"
+
 #include <QApplication>
 
 #include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
 
 namespace Quillmark::testing
 {
@@ -37,6 +43,26 @@ inline ::testing::Environment* const qtEnvironment =
 inline QApplication& qtApplication()
 {
     return *static_cast<QApplication*>(QCoreApplication::instance());
+}
+
+/** The host application started the way the program starts it, with `ui` as its services and
+    its data in `dataFolder`: the preferences read, exactly `folders` scanned, the start-up
+    finished. Null when it cannot start; the caller releases it after ui.setApplication(null). */
+inline TApplication* startApplication(QtUIServices& ui, const std::string& dataFolder,
+                                      const std::vector<std::string>& folders)
+{
+    auto* application = new TApplication({0, "Test Standalone", dataFolder}, ui);
+    ui.setApplication(application);
+    if (!application->initialize())
+    {
+        ui.setApplication(nullptr);
+        application->release();
+        return nullptr;
+    }
+    application->initPreferences();
+    application->initScan(&folders);
+    application->initFinish();
+    return application;
 }
 
 } // namespace Quillmark::testing

@@ -250,11 +250,8 @@ protected:
         const std::string none = "qel-unplug-none-" + std::to_string(getpid());
         setenv("JACK_DEFAULT_SERVER", none.c_str(), 1);
 
-        app = new TApplication({0, "Test Standalone", temp.folder("data")}, ui);
-        ui.setApplication(app);
-        ASSERT_TRUE(app->initialize());
-        app->initPreferences();
-        app->initFinish();
+        app = Quillmark::testing::startApplication(ui, temp.folder("data"), {});
+        ASSERT_NE(app, nullptr);
         AudioEngine::Options options;
         options.driver = "Null Audio Driver";
         options.midi = false;
