@@ -65,7 +65,7 @@ bool AudioEngine::open(const Options& options, std::string* problem,
                                        String(Baios::DeviceManager::kName)))
         Baios::DeviceManager::registerClass(classes);
     studio = new PStudio;
-    ports = studio->getPortRegistry();
+    PPortRegistry* ports = studio->getPortRegistry();
     manager = new PBaiosManager(ports, preferences);
     if (!manager->initialize(&classes))
         return fail(PBaiosManager::kFailedText);
@@ -148,7 +148,6 @@ void AudioEngine::close()
         manager->release();
         manager = nullptr;
     }
-    ports = nullptr;
     if (studio)
     {
         studio->release();
@@ -220,6 +219,11 @@ PPort* AudioEngine::findMidiSource(const std::string& name) const
         if (PPort* port = device->findInputSocket(String(name.c_str())))
             return port;
     return nullptr;
+}
+
+PPortRegistry* AudioEngine::getPorts() const
+{
+    return studio ? studio->getPortRegistry() : nullptr;
 }
 
 Baios::DriverDevice* AudioEngine::getDriverDevice() const

@@ -97,7 +97,7 @@ public:
     BaiosHandler* getHandler() const { return handler; }
     PBaiosManager* getManager() const { return manager; }
     MidiDriverSet* getMidi() const { return midi.get(); }
-    PPortRegistry* getPorts() const { return ports; }
+    PPortRegistry* getPorts() const;
     /** The devices of the run and their ports, while the engine is open. */
     PStudio* getStudio() const { return studio; }
     /** The driver's device now playing, or null. */
@@ -110,7 +110,6 @@ private:
     FDefaultPool* preferences;
     MiniEngine::PlayerDialogs* dialogs;
     PStudio* studio = nullptr;
-    PPortRegistry* ports = nullptr; // the studio's
     PBaiosManager* manager = nullptr;
     MiniEngine::AudioGraph* graph = nullptr;
     MiniEngine::InputOperator* input = nullptr; // owned by the graph
