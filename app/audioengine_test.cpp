@@ -143,6 +143,7 @@ TEST_F(LiveEngine, PlaysThroughJackAndTakesJackMidiInOrder)
     ASSERT_NE(keysOut, nullptr);
     ASSERT_TRUE(pumpUntil([&] { return jack_port_connected(keysOut) > 0; }))
         << "the engine never listened to " << keys.outputName();
+    ASSERT_TRUE(keys.settle());
     probe->reset();
     keys.play({{0, {0x90, 60, 100}}, {10, {0x90, 64, 90}}, {20, {0x90, 67, 80}}});
     keys.play({{0, {0x80, 67, 0}}, {1, {0x80, 64, 0}}, {2, {0x80, 60, 0}}});

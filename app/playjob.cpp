@@ -83,7 +83,6 @@ int runPlayJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
             return kExitFailure;
         }
     }
-    engine.connectMidi(slot, midiSource);
 
     // Only the MIDI file and the MIDI inputs play notes, not the player's test patterns.
     setValue(player, MiniEngine::QelPlayer::kActivatePatterns, 0);
@@ -104,13 +103,19 @@ int runPlayJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
     {
         graph.setRecordMode(MiniEngine::AudioGraph::kRecordDirect);
         setValue(player, MiniEngine::QelPlayer::kRecord, 1);
+    }
+    player.press(MiniEngine::QelPlayer::kPlay);
+    // The program listens only once it plays and records, so that the first note played to
+    // it is heard and kept like every later one.
+    engine.connectMidi(slot, midiSource);
+    if (!options.record.empty())
+    {
         // The recorder listens where the plug-in listens.
         if (MiniEngine::MidiRecorderOperator* recorder = graph.getRecorder())
             if (MidiSupport::MidiEventCollector* collector = recorder->getCollector())
                 if (collector->countInputs() > 0)
                     collector->setPort(0, midiSource ? midiSource : engine.allMidiInputs());
     }
-    player.press(MiniEngine::QelPlayer::kPlay);
 
     InterruptCatcher interrupt;
     FMainLoop* loop = FMainLoop::instance();

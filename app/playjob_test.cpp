@@ -187,6 +187,7 @@ TEST_F(Play, TheOutputReachesAJackPortAndRecordedNotesReachAMidiFile)
     ASSERT_TRUE(waitFor([&] { return reader.peak() > 0.1f; }))
         << "the sine through Qel Gain never reached the port; loudest " << reader.peak();
 
+    ASSERT_TRUE(keys.settle());
     keys.play({{0, {0x90, 60, 100}}, {100, {0x90, 64, 90}}});
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     keys.play({{0, {0x80, 60, 0}}, {100, {0x80, 64, 0}}});

@@ -1,9 +1,9 @@
 // The MIDI boot step: what is there opens, what is missing is reported and found later, and
 // every input joins "All MIDI Inputs"; the settings go back at the end.
-#include "devices/testsupport/jacktestsupport.h"
 #include "devices/midi/mididevicetestsupport.h"
 #include "devices/midi/mididriverset.h"
 #include "devices/ports/pportregistry.h"
+#include "devices/testsupport/jacktestsupport.h"
 
 #include "base/fdefaults.h"
 
@@ -51,6 +51,7 @@ TEST(MidiDriverSet, AServerThatComesLaterIsFoundAndItsInputsJoinAllMidiInputs)
         EXPECT_TRUE(socket->isConnectedTo(set.getMerged()->getMergedInput()));
         EXPECT_TRUE(socket->isActive());
 
+        ASSERT_TRUE(client.settle());
         client.play({{0, {0x90, 48, 100}}});
         ASSERT_TRUE(receiver->waitFor(1));
         EXPECT_EQ(receiver->received()[0].data1, 48);

@@ -1,12 +1,12 @@
 // The JACK MIDI driver against a real server of the test's own: notes from another client reach
 // a connected receiver in order with their identifiers and timing order, outputs play at their
 // time, the process callback leaves the heap alone, and the driver outlives its server.
-#include "devices/testsupport/jacktestsupport.h"
-#include "devices/midi/mididevicetestsupport.h"
 #include "devices/midi/mididevicelist.h"
+#include "devices/midi/mididevicetestsupport.h"
 #include "devices/midi/palsamididevice.h"
 #include "devices/midi/pjackmididevice.h"
 #include "devices/ports/pportregistry.h"
+#include "devices/testsupport/jacktestsupport.h"
 #include "engine/eventlist.h"
 #include "engine/qeleventinput.h"
 #include "engine/testsupport/allocationcounter.h"
@@ -104,6 +104,7 @@ TEST_F(JackMidi, NotesReachAConnectedReceiverInOrderWithTheirIdentifiers)
 {
     ASSERT_TRUE(input->connect(receiver->getPort()));
     ASSERT_TRUE(input->isActive()) << "a connection to an active port opens the socket";
+    ASSERT_TRUE(client->settle());
 
     client->play({{10, {0x90, 60, 100}},
                   {20, {0x90, 60, 80}},           // the same key again before its release
@@ -154,11 +155,13 @@ TEST_F(JackMidi, DisconnectingTheLastReceiverClosesTheSocket)
     ASSERT_TRUE(input->isActive());
     ASSERT_TRUE(input->disconnect(receiver->getPort()));
     EXPECT_FALSE(input->isActive());
+    ASSERT_TRUE(client->settle());
     client->play({{0, {0x90, 1, 1}}});
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(receiver->count(), 0u);
 
     ASSERT_TRUE(input->connect(receiver->getPort()));
+    ASSERT_TRUE(client->settle());
     client->play({{0, {0x90, 2, 2}}});
     ASSERT_TRUE(receiver->waitFor(1));
     EXPECT_EQ(receiver->received()[0].data1, 2);
@@ -267,6 +270,7 @@ TEST_F(JackMidi, TheProcessCallbackNeverAllocates)
     ASSERT_TRUE(input->connect(receiver->getPort()));
     ASSERT_TRUE(output->activate());
     ASSERT_TRUE(testing::waitUntil([&] { return watch.cycles.load() > 2; }));
+    ASSERT_TRUE(client->settle());
 
     const int kBursts = 40;
     for (int burst = 0; burst < kBursts; ++burst)
@@ -298,6 +302,7 @@ TEST_F(JackMidi, SurvivesItsServerGoingAwayAndComingBack)
 {
     ASSERT_TRUE(input->connect(receiver->getPort()));
     ASSERT_TRUE(output->activate());
+    ASSERT_TRUE(client->settle());
     client->play({{0, {0x90, 60, 1}}});
     ASSERT_TRUE(receiver->waitFor(1));
 
@@ -322,6 +327,7 @@ TEST_F(JackMidi, SurvivesItsServerGoingAwayAndComingBack)
     EXPECT_TRUE(input->isActive()) << "the open socket opens again with its server";
     EXPECT_TRUE(output->isActive());
 
+    ASSERT_TRUE(client->settle());
     client->play({{0, {0x90, 62, 2}}});
     ASSERT_TRUE(receiver->waitFor(2));
     EXPECT_EQ(receiver->received()[1].data1, 62);
@@ -391,6 +397,7 @@ TEST_F(JackMidi, NotesBecomePlugInEventsOfTheNextBlock)
 {
     auto* collector = new EventInputReceiver;
     ASSERT_TRUE(input->connect(collector->port));
+    ASSERT_TRUE(client->settle());
     client->play({{0, {0x90, 60, 127}}, {1, {0x90, 60, 64}}, {2, {0xFE}}, {3, {0x80, 60, 0}}});
     ASSERT_TRUE(testing::waitUntil([&] { return collector->received.load() >= 3; }));
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -29,6 +30,51 @@ extern char** environ;
 
 namespace Quillmark::testing
 {
+
+/** Lets one test process at a time use JACK, for as long as any of its JackServer objects
+    lives. libjack names a client's notification socket after the client and the user alone,
+    not after the server, so two tests that each open a client of the same name (the driver's
+    own, or "qel-probe") on two servers at once bind the same socket and take each other's
+    messages. A process may hold it more than once. */
+class JackTestLock
+{
+public:
+    JackTestLock()
+    {
+        std::lock_guard<std::mutex> guard(state().mutex);
+        if (state().holders++ > 0)
+            return;
+        const std::string path = "/tmp/qeltest-" + std::to_string(getuid()) + "-jack.lock";
+        state().fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (state().fd >= 0)
+            while (flock(state().fd, LOCK_EX) != 0 && errno == EINTR)
+            {
+            }
+    }
+    ~JackTestLock()
+    {
+        std::lock_guard<std::mutex> guard(state().mutex);
+        if (--state().holders > 0 || state().fd < 0)
+            return;
+        ::close(state().fd); // lets the next test process in
+        state().fd = -1;
+    }
+    JackTestLock(const JackTestLock&) = delete;
+    JackTestLock& operator=(const JackTestLock&) = delete;
+
+private:
+    struct State
+    {
+        std::mutex mutex;
+        int holders = 0;
+        int fd = -1;
+    };
+    static State& state()
+    {
+        static State shared;
+        return shared;
+    }
+};
 
 /** `jackd -r -n NAME -d dummy -r 48000 -p PERIOD`, owned by one test. */
 class JackServer
@@ -204,6 +250,7 @@ private:
         return false;
     }
 
+    JackTestLock exclusive; // first, so that it is taken before the first probe
     std::string tag;
     std::string serverName;
     int firstSlot = 0;
@@ -253,6 +300,25 @@ public:
     std::string outputName() const { return jack_port_name(out); }
     std::string inputName() const { return jack_port_name(in); }
     uint32_t frameTime() const { return jack_frame_time(client); }
+
+    /** Waits until a connection made before the call carries this client's messages: the
+        server takes a changed graph into use at the start of a cycle, so a cycle that was
+        under way when the connection was made still plays without it. False when the client
+        stops running. */
+    bool settle(double seconds = 5.0) const
+    {
+        const uint64_t wanted = cycles.load() + 2;
+        const auto deadline = std::chrono::steady_clock::now() +
+                              std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                  std::chrono::duration<double>(seconds));
+        while (cycles.load() < wanted)
+        {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return true;
+    }
 
     /** Queues messages for the next cycle; each is one JACK event at frame offset `offset`
         (offsets of one call must not fall). */
@@ -323,6 +389,7 @@ private:
             jack_ringbuffer_write(heard, reinterpret_cast<const char*>(header), 8);
             jack_ringbuffer_write(heard, reinterpret_cast<const char*>(event.buffer), event.size);
         }
+        cycles.fetch_add(1);
     }
 
     jack_client_t* client = nullptr;
@@ -332,6 +399,7 @@ private:
     jack_ringbuffer_t* heard = nullptr;
     std::mutex playMutex;
     std::vector<Received> all;
+    std::atomic<uint64_t> cycles{0};
 };
 
 /** A client with one audio input port that counts the blocks whose samples all equal an
