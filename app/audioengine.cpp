@@ -13,6 +13,7 @@
 #include "engine/audiograph.h"
 #include "engine/inputoperator.h"
 #include "engine/midieventcollector.h"
+#include "engine/midirecorderoperator.h"
 #include "engine/qelplayer.h"
 #include "engine/qelrack.h"
 #include "engine/qelslot.h"
@@ -196,14 +197,22 @@ std::vector<FUID> AudioEngine::storedRack(FDefaultPool& pool)
     return result;
 }
 
+void AudioEngine::listen(MidiSupport::MidiEventCollector* collector, PPort* source) const
+{
+    if (collector && collector->countInputs() > 0)
+        collector->setPort(0, source ? source : allMidiInputs());
+}
+
 void AudioEngine::connectMidi(MiniEngine::QelSlot* slot, PPort* source)
 {
-    if (!slot)
-        return;
-    MidiSupport::MidiEventCollector* collector = slot->getOperator()->getMidiCollector();
-    if (!collector || collector->countInputs() == 0)
-        return;
-    collector->setPort(0, source ? source : allMidiInputs());
+    if (slot)
+        listen(slot->getOperator()->getMidiCollector(), source);
+}
+
+void AudioEngine::connectRecorder(PPort* source)
+{
+    if (MiniEngine::MidiRecorderOperator* recorder = graph ? graph->getRecorder() : nullptr)
+        listen(recorder->getCollector(), source);
 }
 
 PPort* AudioEngine::allMidiInputs() const

@@ -29,6 +29,11 @@ namespace Baios
 class DriverDevice;
 }
 
+namespace MidiSupport
+{
+class MidiEventCollector;
+}
+
 namespace MiniEngine
 {
 class AudioGraph;
@@ -85,6 +90,9 @@ public:
 
     /** Connects the first MIDI input of `slot` to `source` alone (null: "All MIDI Inputs"). */
     void connectMidi(MiniEngine::QelSlot* slot, PPort* source = nullptr);
+    /** The same for the graph's recorder, while recording is switched on (it has its
+        collector only then). */
+    void connectRecorder(PPort* source = nullptr);
     /** The source side of "All MIDI Inputs", or null without MIDI drivers. */
     PPort* allMidiInputs() const;
     /** A MIDI source of the open interfaces by its name ("client:port" for JACK), or null. */
@@ -106,6 +114,8 @@ public:
     std::string getDriverName() const;
 
 private:
+    void listen(MidiSupport::MidiEventCollector* collector, PPort* source) const;
+
     FComponentRegistry& classes;
     FDefaultPool* preferences;
     MiniEngine::PlayerDialogs* dialogs;

@@ -9,8 +9,6 @@
 #include "devices/audio/audiodriver.h"
 #include "devices/audio/baioshandler.h"
 #include "engine/audiograph.h"
-#include "engine/midieventcollector.h"
-#include "engine/midirecorderoperator.h"
 #include "engine/qelplayer.h"
 #include "engine/qelslot.h"
 #include "engine/signalgenerator.h"
@@ -109,13 +107,7 @@ int runPlayJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
     // it is heard and kept like every later one.
     engine.connectMidi(slot, midiSource);
     if (!options.record.empty())
-    {
-        // The recorder listens where the plug-in listens.
-        if (MiniEngine::MidiRecorderOperator* recorder = graph.getRecorder())
-            if (MidiSupport::MidiEventCollector* collector = recorder->getCollector())
-                if (collector->countInputs() > 0)
-                    collector->setPort(0, midiSource ? midiSource : engine.allMidiInputs());
-    }
+        engine.connectRecorder(midiSource); // the recorder listens where the plug-in listens
 
     InterruptCatcher interrupt;
     FMainLoop* loop = FMainLoop::instance();
