@@ -15,14 +15,21 @@ bool CommandLine::isPresetJobOption(const std::string& argument)
            argument == "--overwrite-plugin-name";
 }
 
+namespace
+{
+
+/** The whole of `text` as a finite number. */
+bool number(const std::string& text, double& value)
+{
+    char* end = nullptr;
+    value = std::strtod(text.c_str(), &end);
+    return !text.empty() && *end == '\0' && std::isfinite(value);
+}
+
+} // namespace
+
 std::string RenderOptions::parse(const std::vector<std::string>& arguments, RenderOptions& options)
 {
-    auto number = [](const std::string& text, double& value) -> bool
-    {
-        char* end = nullptr;
-        value = std::strtod(text.c_str(), &end);
-        return !text.empty() && *end == '\0' && std::isfinite(value);
-    };
     for (size_t i = 0; i < arguments.size(); ++i)
     {
         const std::string& argument = arguments[i];
@@ -140,9 +147,8 @@ std::string PlayOptions::parse(const std::vector<std::string>& arguments, PlayOp
             options.configFolder = value;
         else if (argument == "--seconds")
         {
-            char* end = nullptr;
-            const double n = std::strtod(value.c_str(), &end);
-            if (value.empty() || *end != '\0' || !std::isfinite(n) || n <= 0.0 || n > 86400.0)
+            double n = 0.0;
+            if (!number(value, n) || n <= 0.0 || n > 86400.0)
                 return "--seconds needs a number of seconds above 0, not: " + value;
             options.seconds = n;
         }
@@ -246,10 +252,8 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             std::string text;
             if (!takeValue(text))
                 break;
-            char* end = nullptr;
-            double seconds = std::strtod(text.c_str(), &end);
-            if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds <= 0.0 ||
-                seconds > 86400.0)
+            double seconds = 0.0;
+            if (!number(text, seconds) || seconds <= 0.0 || seconds > 86400.0)
             {
                 result.error = "--seconds needs a number of seconds above 0, not: " + text;
                 break;
@@ -342,9 +346,8 @@ CommandLine CommandLine::parse(int argc, const char* const argv[])
             std::string text;
             if (!takeValue(text))
                 break;
-            char* end = nullptr;
-            double seconds = std::strtod(text.c_str(), &end);
-            if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds <= 0.0)
+            double seconds = 0.0;
+            if (!number(text, seconds) || seconds <= 0.0)
             {
                 result.error = "--timeout needs a number of seconds above 0, not: " + text;
                 break;

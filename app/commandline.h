@@ -126,6 +126,13 @@ struct CommandLine
     static constexpr double kDefaultTimeoutSeconds = 150.0;
     static constexpr double kDefaultCheckSeconds = 20.0;
 
+    /** The data folder of a mode that reads its own arguments: the one given after the
+        mode's option, else the one given before it. */
+    const std::string& dataFolderFor(const std::string& modeFolder) const
+    {
+        return modeFolder.empty() ? configFolder : modeFolder;
+    }
+
     /** True for an option that starts one of the preset modes, which read the arguments
         after it themselves. */
     static bool isPresetJobOption(const std::string& argument);

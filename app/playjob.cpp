@@ -42,8 +42,7 @@ int runPlayJob(const CommandLine& commandLine, std::ostream& out, std::ostream& 
     const int32 inputKind = MiniEngine::SignalGenerator::kindOfInput(options.input);
 
     HostSession session(err, options.verbose || commandLine.verbose,
-                        options.configFolder.empty() ? commandLine.configFolder
-                                                     : options.configFolder);
+                        commandLine.dataFolderFor(options.configFolder));
     FComponentDescription* description = session.scanForClass(options.folders, options.className);
     if (!description)
         return kExitUsage;

@@ -149,12 +149,6 @@ PresetOptions parseOptions(const std::vector<std::string>& arguments)
     return options;
 }
 
-/** The data folder given after the mode's option, or before it. */
-std::string configFolder(const PresetOptions& options, const CommandLine& commandLine)
-{
-    return options.configFolder.empty() ? commandLine.configFolder : options.configFolder;
-}
-
 std::string describeParameterText(IEditController* controller, ParamID id, double value)
 {
     String128 text = {};
@@ -377,7 +371,7 @@ int presetSave(const PresetOptions& options, const CommandLine& commandLine, std
     std::vector<std::string> folders(options.positional.begin(), options.positional.end() - 1);
     const std::string& path = options.positional.back();
     HostSession session(err, options.verbose || commandLine.verbose,
-                        configFolder(options, commandLine));
+                        commandLine.dataFolderFor(options.configFolder));
     Instance instance;
     FComponentDescription* description = nullptr;
     if (!makeInstance(session, options, folders, instance, description, err))
@@ -473,7 +467,7 @@ int presetLoad(const PresetOptions& options, const CommandLine& commandLine, std
     if (!openPreset(path, bytes, stream, file, err))
         return kExitFailure;
     HostSession session(err, options.verbose || commandLine.verbose,
-                        configFolder(options, commandLine));
+                        commandLine.dataFolderFor(options.configFolder));
     Instance instance;
     FComponentDescription* description = nullptr;
     if (!makeInstance(session, options, folders, instance, description, err))

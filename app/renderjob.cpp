@@ -171,8 +171,7 @@ int runRenderJob(const CommandLine& commandLine, std::ostream& out, std::ostream
     const RenderOptions& options = commandLine.render;
     installAudioKernels();
     HostSession session(err, options.verbose || commandLine.verbose,
-                        options.configFolder.empty() ? commandLine.configFolder
-                                                     : options.configFolder);
+                        commandLine.dataFolderFor(options.configFolder));
     FComponentDescription* description = session.scanForClass(options.folders, options.className);
     if (!description)
         return kExitUsage;
