@@ -353,7 +353,7 @@ void TApplication::restoreRack()
     ui.closeSplash();
 }
 
-bool TApplication::loadIntoPlayer(const FUID& cid)
+bool TApplication::loadIntoPlayer(const FUID& cid, int32 replaceIndex)
 {
     MiniEngine::QelPlayer* player = getPlayer();
     FComponentDescription* description = registry ? registry->findByCid(cid) : nullptr;
@@ -362,7 +362,7 @@ bool TApplication::loadIntoPlayer(const FUID& cid)
     windowTitle =
         description->getName().toUtf8() + " - Version " + description->getVersion().toUtf8();
     std::string problem;
-    if (!player->loadPlugin(cid, 0, &problem))
+    if (!player->loadPlugin(cid, replaceIndex, &problem))
     {
         ui.showMessage(description->getName().toUtf8() + ": " + problem);
         return false;
@@ -372,26 +372,16 @@ bool TApplication::loadIntoPlayer(const FUID& cid)
 
 void TApplication::loadPlugin(const FUID& cid)
 {
-    MiniEngine::QelPlayer* player = getPlayer();
-    if (!player)
+    if (!getPlayer())
         return;
     if (cid.isValid() && registry->findByCid(cid))
     {
-        loadIntoPlayer(cid);
+        loadIntoPlayer(cid, 0);
         return;
     }
     // The rack of the last run, in order; classes this registry does not know are skipped.
     for (const FUID& stored : AudioEngine::storedRack(*preferences))
-    {
-        FComponentDescription* description = registry->findByCid(stored);
-        if (!description)
-            continue;
-        windowTitle =
-            description->getName().toUtf8() + " - Version " + description->getVersion().toUtf8();
-        std::string problem;
-        if (!player->loadPlugin(stored, -1, &problem))
-            ui.showMessage(description->getName().toUtf8() + ": " + problem);
-    }
+        loadIntoPlayer(stored, -1);
 }
 
 UValue* TApplication::getValue(const std::string& path) const

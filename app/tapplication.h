@@ -150,7 +150,9 @@ private:
     void loadPreferencesSafely();
     void writeSettings();
     void closeAudioEngine();
-    bool loadIntoPlayer(const FUID& cid);
+    /** `cid` in place of the player's slot `replaceIndex`, or into a new slot for -1, the
+        window's title following it; false, after a message, when it does not load. */
+    bool loadIntoPlayer(const FUID& cid, int32 replaceIndex);
     /** Sets a player value to 1 through a press, so a lit button runs again. */
     bool pressPlayer(int32 tag);
 
