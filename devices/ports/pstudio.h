@@ -22,11 +22,6 @@ class PStudio : public CmObject
     QEL_DECLARE_CLASS(PStudio, CmObject)
 public:
     static constexpr const char8* kRootName = "Device Root";
-    static constexpr const char8* kTitle = "Devices";
-    /** Keys of the studio's stored setup. */
-    static constexpr const char8* kDeviceClassKey = "Device Class";
-    static constexpr const char8* kDetectDevicesKey = "DetectDevices";
-    static constexpr const char8* kMidiPortReassignKey = "MIDIPortReassign";
 
     PStudio();
     /** stop() */
