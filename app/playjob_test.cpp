@@ -3,6 +3,7 @@
 // notes a JACK MIDI client of the test plays into a file that mido reads back.
 #include "app/commandline.h"
 #include "app/programtestsupport.h"
+#include "base/testsupport.h"
 #include "devices/testsupport/jacktestsupport.h"
 
 #include <gtest/gtest.h>
@@ -76,17 +77,8 @@ private:
     pid_t pid = -1;
 };
 
-bool waitFor(const std::function<bool()>& done, double seconds = 10.0)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (!done())
-    {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
+/** A program and a server take longer than the foundation's threads. */
+constexpr double kProgramSeconds = 10.0;
 
 class Play : public ::testing::Test
 {
@@ -179,12 +171,16 @@ TEST_F(Play, TheOutputReachesAJackPortAndRecordedNotesReachAMidiFile)
                                recorded, "--seconds", "4"});
     ASSERT_TRUE(program.isRunning());
     // The program's ports appear once its driver is open; its MIDI input once it listens.
-    ASSERT_TRUE(waitFor([&] { return reader.connectFrom("Qel3PluginTestHost:out_1"); }))
+    ASSERT_TRUE(Quillmark::testing::eventually(
+        [&] { return reader.connectFrom("Qel3PluginTestHost:out_1"); }, kProgramSeconds))
         << program.err();
     jack_port_t* keysOut = jack_port_by_name(reader.client, keys.outputName().c_str());
     ASSERT_NE(keysOut, nullptr);
-    ASSERT_TRUE(waitFor([&] { return jack_port_connected(keysOut) > 0; })) << program.err();
-    ASSERT_TRUE(waitFor([&] { return reader.peak() > 0.1f; }))
+    ASSERT_TRUE(Quillmark::testing::eventually([&] { return jack_port_connected(keysOut) > 0; },
+                                               kProgramSeconds))
+        << program.err();
+    ASSERT_TRUE(
+        Quillmark::testing::eventually([&] { return reader.peak() > 0.1f; }, kProgramSeconds))
         << "the sine through Qel Gain never reached the port; loudest " << reader.peak();
 
     ASSERT_TRUE(keys.settle());

@@ -7,10 +7,12 @@
 namespace Quillmark::testing
 {
 
-/** Waits until `condition` holds, for at most five seconds; answers whether it held. */
-template <class Condition> bool eventually(Condition condition)
+/** Waits until `condition` holds, for at most `seconds`; answers whether it held. */
+template <class Condition> bool eventually(Condition condition, double seconds = 5.0)
 {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                              std::chrono::duration<double>(seconds));
     while (!condition())
     {
         if (std::chrono::steady_clock::now() > deadline)

@@ -2,6 +2,7 @@
 // stands, with one "MidiEventCollectorInput" port, keeping a copy of every message it gets.
 #pragma once
 
+#include "base/testsupport.h"
 #include "devices/ports/pport.h"
 #include "midi/pevent.h"
 #include "midi/pmidievents.h"
@@ -16,18 +17,11 @@
 namespace Quillmark::testing
 {
 
-/** Polls `done` every few milliseconds until it is true or `seconds` have passed. */
+/** Polls `done` until it is true or `seconds` have passed; a driver's threads and a server
+    take longer than the foundation's. */
 inline bool waitUntil(const std::function<bool()>& done, double seconds = 10.0)
 {
-    const auto until =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(int64_t(seconds * 1000.0));
-    while (!done())
-    {
-        if (std::chrono::steady_clock::now() > until)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
+    return eventually(done, seconds);
 }
 
 class MidiReceiver : public CmObject, public IMidiEventReceiver

@@ -3,6 +3,8 @@
 // server plays to it, and a client that reads back what reaches one of its audio ports.
 #pragma once
 
+#include "base/testsupport.h"
+
 #include <jack/jack.h>
 #include <jack/midiport.h>
 #include <jack/ringbuffer.h>
@@ -308,16 +310,7 @@ public:
     bool settle(double seconds = 5.0) const
     {
         const uint64_t wanted = cycles.load() + 2;
-        const auto deadline = std::chrono::steady_clock::now() +
-                              std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                                  std::chrono::duration<double>(seconds));
-        while (cycles.load() < wanted)
-        {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return true;
+        return eventually([&] { return cycles.load() >= wanted; }, seconds);
     }
 
     /** Queues messages for the next cycle; each is one JACK event at frame offset `offset`
