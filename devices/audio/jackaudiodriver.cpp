@@ -1,28 +1,14 @@
 #include "devices/audio/jackaudiodriver.h"
 
+#include "devices/jack/quietjack.h"
+
 #include <cstring>
-#include <mutex>
 
 namespace Quillmark::Baios
 {
 
 namespace
 {
-/** libjack reports every failed attempt to reach a server on stderr; the manager tries again
-    and again while the server is away, and says itself what failed. */
-void silent(const char*) {}
-
-void quietLibrary()
-{
-    static std::once_flag once;
-    std::call_once(once,
-                   []
-                   {
-                       jack_set_error_function(silent);
-                       jack_set_info_function(silent);
-                   });
-}
-
 std::vector<std::string> physicalPorts(jack_client_t* client, unsigned long direction)
 {
     std::vector<std::string> names;
@@ -51,7 +37,7 @@ JackDevice::~JackDevice()
 JackDevice* JackDevice::open(const std::string& serverName, const std::string& clientName,
                              std::string& error)
 {
-    quietLibrary();
+    quietJackLibrary();
     jack_status_t status{};
     int options = JackNoStartServer;
     if (!serverName.empty())

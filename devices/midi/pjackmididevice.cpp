@@ -1,5 +1,7 @@
 #include "devices/midi/pjackmididevice.h"
 
+#include "devices/jack/quietjack.h"
+
 #include <jack/jack.h>
 #include <jack/midiport.h>
 #include <jack/ringbuffer.h>
@@ -158,14 +160,7 @@ void PJackMidiDevice::close()
 
 bool PJackMidiDevice::connectClient(std::string* problem)
 {
-    // libjack prints every failed attempt to reach a server; the device tries again while the
-    // server is away and reports the failure itself.
-    [[maybe_unused]] static const bool quiet = []
-    {
-        jack_set_error_function([](const char*) {});
-        jack_set_info_function([](const char*) {});
-        return true;
-    }();
+    quietJackLibrary();
     jack_status_t status{};
     int openOptions = JackNoStartServer;
     if (!options.jackServerName.empty())
